@@ -1,0 +1,71 @@
+// What every headless command gets: its parsed options, the output streams,
+// and the program's settings and model, made on first use.
+#pragma once
+
+#include <QCommandLineParser>
+#include <QJsonValue>
+#include <QTextStream>
+
+#include <functional>
+#include <memory>
+
+class AppModel;
+class AppSettings;
+
+class CommandContext
+{
+public:
+    CommandContext(QString name, QCommandLineParser &parser, QTextStream &out, QTextStream &err);
+    ~CommandContext();
+
+    QCommandLineParser &options() { return m_parser; }
+    QStringList positional() const { return m_parser.positionalArguments(); }
+    QTextStream &out() { return m_out; }
+    QTextStream &err() { return m_err; }
+
+    // Settings over the program's settings store, with --database and --roots
+    // already layered on as launch arguments.
+    AppSettings &settings();
+    // The application model: settings and the opened library.
+    AppModel &model();
+
+    bool wantsJson() const;
+    void printJson(const QJsonValue &value);
+
+    // A progress line on stderr, rewritten in place; only when stderr is a
+    // terminal, so scripts and logs stay clean.
+    void progress(const QString &line);
+    void endProgress();
+    static bool isTerminal(FILE *stream);
+
+    // The command's help, headed "Usage: larder NAME [options]".
+    QString helpText() const;
+    // A usage error: one line, then the command's help. Returns 2.
+    int usageError(const QString &message);
+    // A failure the user should read. Returns 1.
+    int failure(const QString &message);
+
+private:
+    QString m_name;
+    QCommandLineParser &m_parser;
+    QTextStream &m_out;
+    QTextStream &m_err;
+    std::unique_ptr<AppSettings> m_settings;
+    std::unique_ptr<AppModel> m_model;
+    bool m_progressShown = false;
+};
+
+struct Command
+{
+    QString name;
+    QString summary;
+    // Adds the command's options and positional arguments.
+    std::function<void(QCommandLineParser &)> configure;
+    std::function<int(CommandContext &)> run;
+};
+
+// Every command, in the order the help lists them.
+const QList<Command> &allCommands();
+
+// One command's table entry each; the list in Commands.cpp joins them.
+Command infoCommand();

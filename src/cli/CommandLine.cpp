@@ -1,0 +1,224 @@
+#include "cli/CommandLine.h"
+
+#include "cli/Command.h"
+#include "core/AppModel.h"
+#include "core/AppSettings.h"
+#include "core/Defaults.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <unistd.h>
+
+// ---- CommandContext ----
+
+CommandContext::CommandContext(QString name, QCommandLineParser &parser, QTextStream &out, QTextStream &err)
+    : m_name(std::move(name))
+    , m_parser(parser)
+    , m_out(out)
+    , m_err(err)
+{
+}
+
+CommandContext::~CommandContext()
+{
+    endProgress();
+}
+
+AppSettings &CommandContext::settings()
+{
+    if (!m_settings)
+        m_settings = std::make_unique<AppSettings>(Defaults::standard());
+    return *m_settings;
+}
+
+AppModel &CommandContext::model()
+{
+    if (!m_model)
+        m_model = std::make_unique<AppModel>(settings());
+    return *m_model;
+}
+
+bool CommandContext::wantsJson() const
+{
+    return m_parser.optionNames().contains(QStringLiteral("json")) && m_parser.isSet(QStringLiteral("json"));
+}
+
+void CommandContext::printJson(const QJsonValue &value)
+{
+    QJsonDocument document = value.isArray() ? QJsonDocument(value.toArray()) : QJsonDocument(value.toObject());
+    m_out << document.toJson(QJsonDocument::Indented);
+    m_out.flush();
+}
+
+bool CommandContext::isTerminal(FILE *stream)
+{
+    return ::isatty(::fileno(stream)) == 1;
+}
+
+void CommandContext::progress(const QString &line)
+{
+    if (!isTerminal(stderr))
+        return;
+    m_err << "\r\033[K" << line;
+    m_err.flush();
+    m_progressShown = true;
+}
+
+void CommandContext::endProgress()
+{
+    if (!m_progressShown)
+        return;
+    m_err << "\r\033[K";
+    m_err.flush();
+    m_progressShown = false;
+}
+
+QString CommandContext::helpText() const
+{
+    QString text = m_parser.helpText();
+    const qsizetype lineEnd = text.indexOf(u'\n');
+    const QString firstLine = text.left(lineEnd);
+    const qsizetype optionsAt = firstLine.indexOf(QLatin1String(" [options]"));
+    if (firstLine.startsWith(QLatin1String("Usage: ")) && optionsAt > 0)
+        text.replace(7, optionsAt - 7, QStringLiteral("larder ") + m_name);
+    return text;
+}
+
+int CommandContext::usageError(const QString &message)
+{
+    endProgress();
+    m_err << "larder " << m_name << ": " << message << "\n\n" << helpText();
+    m_err.flush();
+    return 2;
+}
+
+int CommandContext::failure(const QString &message)
+{
+    endProgress();
+    m_err << message << "\n";
+    m_err.flush();
+    return 1;
+}
+
+// ---- the command line ----
+
+namespace {
+
+const QCommandLineOption databaseOption(QStringLiteral("database"),
+                                        QStringLiteral("Use the library at PATH (same as -LarderDatabase PATH)."),
+                                        QStringLiteral("PATH"));
+const QCommandLineOption rootsOption(QStringLiteral("roots"),
+                                     QStringLiteral("Index the folders A:B instead of the chosen ones "
+                                                    "(same as -LarderIndexRoots A:B)."),
+                                     QStringLiteral("A:B"));
+const QCommandLineOption helpOption({QStringLiteral("h"), QStringLiteral("help")},
+                                    QStringLiteral("Show this help."));
+
+const Command *findCommand(const QString &name)
+{
+    for (const Command &command : allCommands()) {
+        if (command.name == name)
+            return &command;
+    }
+    return nullptr;
+}
+
+// Splits "-Key value" launch arguments from the rest; --database and --roots
+// become launch arguments too, so the settings read them as the window would.
+struct SplitArguments
+{
+    QStringList launch;
+    QStringList rest;
+};
+
+SplitArguments splitLaunchArguments(const QStringList &arguments)
+{
+    SplitArguments split;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString &argument = arguments.at(i);
+        if (Defaults::isArgumentKey(argument) && i + 1 < arguments.size()) {
+            split.launch << argument << arguments.at(i + 1);
+            ++i;
+            continue;
+        }
+        split.rest << argument;
+    }
+    return split;
+}
+
+QStringList launchArgumentsFromOptions(const QCommandLineParser &parser)
+{
+    QStringList launch;
+    if (parser.isSet(databaseOption))
+        launch << QStringLiteral("-LarderDatabase") << parser.value(databaseOption);
+    if (parser.isSet(rootsOption))
+        launch << QStringLiteral("-LarderIndexRoots") << parser.value(rootsOption);
+    return launch;
+}
+
+} // namespace
+
+QString generalUsage()
+{
+    QString text;
+    QTextStream stream(&text);
+    stream << "Usage: larder [COMMAND] [OPTIONS]\n\n"
+           << "Without a command, Larder opens its window.\n\n"
+           << "Commands:\n";
+    for (const Command &command : allCommands())
+        stream << "  " << command.name.leftJustified(12) << command.summary << "\n";
+    stream << "\nOptions for every command:\n"
+           << "  --database PATH   Use the library at PATH.\n"
+           << "  --roots A:B       Index these folders instead of the chosen ones.\n"
+           << "  --json            Print the result as JSON (read commands).\n"
+           << "  -h, --help        Show the help of a command.\n"
+           << "  --version         Show Larder's version.\n\n"
+           << "Run 'larder COMMAND --help' for a command's options.\n";
+    return text;
+}
+
+int runCommandLine(const QStringList &arguments, QTextStream &out, QTextStream &err)
+{
+    const SplitArguments split = splitLaunchArguments(arguments);
+    const QStringList &rest = split.rest;
+
+    if (rest.isEmpty() || rest.first() == QLatin1String("--help") || rest.first() == QLatin1String("-h")
+        || rest.first() == QLatin1String("help")) {
+        out << generalUsage();
+        return 0;
+    }
+    if (rest.first() == QLatin1String("--version")) {
+        out << "larder " << LARDER_VERSION << "\n";
+        return 0;
+    }
+
+    const Command *command = findCommand(rest.first());
+    if (!command) {
+        const QString what = rest.first().startsWith(u'-') ? QStringLiteral("unknown option '%1'")
+                                                          : QStringLiteral("unknown command '%1'");
+        err << "larder: " << what.arg(rest.first()) << "\n\n" << generalUsage();
+        return 2;
+    }
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(command->summary);
+    parser.addOption(databaseOption);
+    parser.addOption(rootsOption);
+    parser.addOption(helpOption);
+    command->configure(parser);
+
+    QStringList parseArguments{QStringLiteral("larder ") + command->name};
+    parseArguments += rest.mid(1);
+    CommandContext context(command->name, parser, out, err);
+    if (!parser.parse(parseArguments))
+        return context.usageError(parser.errorText());
+    if (parser.isSet(helpOption)) {
+        out << context.helpText();
+        return 0;
+    }
+
+    Defaults::setStandardArguments(split.launch + launchArgumentsFromOptions(parser));
+    return command->run(context);
+}

@@ -1,0 +1,9 @@
+#include "cli/Command.h"
+
+const QList<Command> &allCommands()
+{
+    static const QList<Command> commands{
+        infoCommand(),
+    };
+    return commands;
+}

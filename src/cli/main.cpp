@@ -1,0 +1,20 @@
+#include "cli/CommandLine.h"
+
+#include <QCoreApplication>
+
+#include <cstdio>
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("Larder"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(LARDER_VERSION));
+
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+    const QStringList arguments = QCoreApplication::arguments().mid(1);
+    const int status = runCommandLine(arguments, out, err);
+    out.flush();
+    err.flush();
+    return status;
+}

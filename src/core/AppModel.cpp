@@ -1,0 +1,103 @@
+#include "core/AppModel.h"
+
+#include "core/AppSettings.h"
+#include "core/Defaults.h"
+#include "indexing/IndexingStatus.h"
+#include "store/IndexStore.h"
+
+#include <QFileInfo>
+
+AppModel::AppModel(AppSettings &settings, QObject *parent)
+    : QObject(parent)
+    , m_indexing(std::make_unique<IndexingStatus>())
+    , m_settings(settings)
+{
+    try {
+        m_store = isRunningTests() ? IndexStore::openInMemory() : IndexStore::open(databaseURL());
+    } catch (const DescribedError &error) {
+        // The program runs on an empty library that lives as long as the
+        // session; the file on disk is left untouched and tried again at the
+        // next start. An in-memory library that fails too ends the program.
+        m_usingFallback = true;
+        m_store = IndexStore::openInMemory();
+        _toast = QString::fromLatin1(openFailureToast) + error.description();
+    }
+
+    _showOnboarding = !m_settings.onboardingComplete() && !isRunningTests();
+}
+
+AppModel::~AppModel() = default;
+
+bool AppModel::isRunningTests()
+{
+    return qEnvironmentVariableIsSet("LARDER_TEST_HOST");
+}
+
+QUrl AppModel::databaseURL() const
+{
+    const auto path = m_settings.defaults().string(QStringLiteral("LarderDatabase"));
+    if (path && !path->isEmpty())
+        return QUrl::fromLocalFile(QFileInfo(*path).absoluteFilePath());
+    return IndexStore::defaultURL();
+}
+
+void AppModel::launch()
+{
+    if (m_launched || isRunningTests())
+        return;
+    m_launched = true;
+    if (m_settings.onboardingComplete() || m_settings.defaults().string(QStringLiteral("LarderIndexRoots")))
+        startIndexing();
+}
+
+QStringList AppModel::existingIndexRoots() const
+{
+    QStringList roots;
+    for (const QString &root : m_settings.indexRoots()) {
+        if (QFileInfo::exists(root))
+            roots.append(root);
+    }
+    return roots;
+}
+
+void AppModel::startIndexing()
+{
+    Q_EMIT indexingStarted(existingIndexRoots());
+}
+
+void AppModel::setToast(const std::optional<QString> &toast)
+{
+    if (_toast == toast)
+        return;
+    _toast = toast;
+    Q_EMIT toastChanged();
+}
+
+void AppModel::setToastText(const QString &toast)
+{
+    setToast(toast.isEmpty() ? std::nullopt : std::optional<QString>(toast));
+}
+
+void AppModel::setShowOnboarding(bool show)
+{
+    if (_showOnboarding == show)
+        return;
+    _showOnboarding = show;
+    Q_EMIT showOnboardingChanged();
+}
+
+void AppModel::setShowInspector(bool show)
+{
+    if (_showInspector == show)
+        return;
+    _showInspector = show;
+    Q_EMIT showInspectorChanged();
+}
+
+void AppModel::setFocusSearchField(bool focus)
+{
+    if (_focusSearchField == focus)
+        return;
+    _focusSearchField = focus;
+    Q_EMIT focusSearchFieldChanged();
+}

@@ -1,0 +1,92 @@
+// The composition root and the state of the application shell. It builds
+// every subsystem in one fixed order and owns them for the life of the
+// process. Main thread only.
+#pragma once
+
+#include "core/AppSettings.h"
+#include "indexing/IndexingStatus.h"
+
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QUrl>
+
+#include <memory>
+#include <optional>
+
+class IndexStore;
+
+class AppModel : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(QString toast READ toastText WRITE setToastText NOTIFY toastChanged)
+    Q_PROPERTY(bool showOnboarding READ showOnboarding WRITE setShowOnboarding NOTIFY showOnboardingChanged)
+    Q_PROPERTY(bool showInspector READ showInspector WRITE setShowInspector NOTIFY showInspectorChanged)
+    Q_PROPERTY(bool focusSearchField READ focusSearchField WRITE setFocusSearchField NOTIFY focusSearchFieldChanged)
+    Q_PROPERTY(IndexingStatus *indexing READ indexing CONSTANT)
+    Q_PROPERTY(AppSettings *settings READ settings CONSTANT)
+
+public:
+    // The text that leads the toast when the library can't be opened.
+    static constexpr const char *openFailureToast = "Couldn't open the library database: ";
+
+    // Cannot fail: a library that can't be opened is replaced by an empty one
+    // in memory, with the toast saying why.
+    explicit AppModel(AppSettings &settings, QObject *parent = nullptr);
+    ~AppModel() override;
+
+    // True when LARDER_TEST_HOST is set: the library is in memory, onboarding
+    // never shows, and the launch work does nothing.
+    static bool isRunningTests();
+
+    AppSettings *settings() const { return &m_settings; }
+    IndexStore &store() const { return *m_store; }
+    IndexingStatus *indexing() const { return m_indexing.get(); }
+
+    // "LarderDatabase" when it is set and not empty, else the default location.
+    QUrl databaseURL() const;
+    // Whether the store is the in-memory stand-in for a library that couldn't
+    // be opened.
+    bool isUsingFallbackLibrary() const { return m_usingFallback; }
+
+    // Runs once when the main window first appears: starts indexing when
+    // onboarding is done or the roots are forced by "LarderIndexRoots".
+    void launch();
+
+    // Indexes the roots of the settings that exist, in order.
+    void startIndexing();
+    // The roots startIndexing() would index now.
+    QStringList existingIndexRoots() const;
+
+    std::optional<QString> toast() const { return _toast; }
+    QString toastText() const { return _toast.value_or(QString()); }
+    void setToast(const std::optional<QString> &toast);
+    void setToastText(const QString &toast);
+
+    bool showOnboarding() const { return _showOnboarding; }
+    void setShowOnboarding(bool show);
+    bool showInspector() const { return _showInspector; }
+    void setShowInspector(bool show);
+    bool focusSearchField() const { return _focusSearchField; }
+    void setFocusSearchField(bool focus);
+
+Q_SIGNALS:
+    void toastChanged();
+    void showOnboardingChanged();
+    void showInspectorChanged();
+    void focusSearchFieldChanged();
+    // The roots that indexing was started on.
+    void indexingStarted(const QStringList &roots);
+
+private:
+    std::unique_ptr<IndexingStatus> m_indexing;
+    AppSettings &m_settings;
+    std::unique_ptr<IndexStore> m_store;
+    bool m_usingFallback = false;
+    bool m_launched = false;
+
+    std::optional<QString> _toast;
+    bool _showOnboarding = false;
+    bool _showInspector = false;
+    bool _focusSearchField = false;
+};

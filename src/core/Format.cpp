@@ -1,0 +1,53 @@
+#include "core/Format.h"
+
+#include <cmath>
+
+namespace Format {
+
+QLocale locale()
+{
+    const QLocale system;
+    if (system.language() == QLocale::C)
+        return QLocale(QLocale::English, QLocale::UnitedStates);
+    return system;
+}
+
+QString count(qint64 value)
+{
+    return locale().toString(value);
+}
+
+QString byteCount(qint64 bytes, const QLocale &locale)
+{
+    if (bytes == 0)
+        return QStringLiteral("Zero KB");
+    const qint64 magnitude = bytes < 0 ? -bytes : bytes;
+    if (magnitude < 1000)
+        return magnitude == 1 ? locale.toString(bytes) + QStringLiteral(" byte")
+                              : locale.toString(bytes) + QStringLiteral(" bytes");
+
+    struct Unit
+    {
+        const char *name;
+        double scale;
+        int decimals;
+    };
+    static const Unit units[] = {{"KB", 1e3, 0}, {"MB", 1e6, 1}, {"GB", 1e9, 2},
+                                 {"TB", 1e12, 2}, {"PB", 1e15, 2}};
+    const Unit *unit = &units[0];
+    for (const Unit &candidate : units) {
+        if (double(magnitude) >= candidate.scale)
+            unit = &candidate;
+    }
+    double value = double(bytes) / unit->scale;
+    const double rounding = std::pow(10.0, unit->decimals);
+    value = std::round(value * rounding) / rounding;
+    QString number = locale.toString(value, 'f', unit->decimals);
+    // "1.0 MB" reads as "1 MB".
+    const QString zeroTail = QString(locale.decimalPoint()) + QString(unit->decimals, u'0');
+    if (unit->decimals > 0 && number.endsWith(zeroTail))
+        number.chop(zeroTail.size());
+    return number + u' ' + QLatin1String(unit->name);
+}
+
+} // namespace Format

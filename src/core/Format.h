@@ -1,0 +1,20 @@
+// The one formatter for numbers and byte counts shown to people.
+#pragma once
+
+#include <QLocale>
+#include <QString>
+
+namespace Format {
+
+// The locale for display: the user's, or US English when the process runs
+// in the bare C locale (which has no digit grouping).
+QLocale locale();
+
+// 12345 -> "12,345" in the display locale.
+QString count(qint64 value);
+
+// Byte counts in decimal units, file style: "Zero KB", "1 byte", "999 bytes",
+// "12 KB", "1.2 MB", "3.45 GB".
+QString byteCount(qint64 bytes, const QLocale &locale = Format::locale());
+
+} // namespace Format

@@ -1,0 +1,154 @@
+#include "core/Tasks.h"
+
+#include <QCoreApplication>
+#include <QMetaObject>
+#include <QThread>
+#include <QThreadPool>
+
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+CancellationToken::CancellationToken()
+    : m_cancelled(std::make_shared<std::atomic_bool>(false))
+{
+}
+
+void CancellationToken::cancel() const
+{
+    m_cancelled->store(true, std::memory_order_relaxed);
+}
+
+bool CancellationToken::isCancelled() const
+{
+    return m_cancelled->load(std::memory_order_relaxed);
+}
+
+CancellationToken CancellationToken::none()
+{
+    return CancellationToken();
+}
+
+namespace Tasks {
+
+namespace {
+
+// The I/O priority interface has no glibc wrapper; these are the kernel's values.
+constexpr int ioprioWhoProcess = 1;
+constexpr int ioprioClassIdle = 3;
+constexpr int ioprioClassShift = 13;
+
+QThreadPool *makePool(Priority priority)
+{
+    auto *pool = new QThreadPool;
+    pool->setMaxThreadCount(std::max(2, QThread::idealThreadCount()));
+    pool->setExpiryTimeout(30000);
+    if (priority == Priority::Utility)
+        pool->setThreadPriority(QThread::LowPriority);
+    return pool;
+}
+
+} // namespace
+
+QThreadPool *pool(Priority priority)
+{
+    // Leaked on purpose: pool threads may still be finishing when static
+    // destructors run at exit.
+    static QThreadPool *utility = makePool(Priority::Utility);
+    static QThreadPool *userInitiated = makePool(Priority::UserInitiated);
+    return priority == Priority::Utility ? utility : userInitiated;
+}
+
+void lowerCurrentThreadPriority()
+{
+    const auto tid = static_cast<id_t>(::syscall(SYS_gettid));
+    // On Linux the nice value belongs to the thread, not the process.
+    ::setpriority(PRIO_PROCESS, tid, 10);
+    ::syscall(SYS_ioprio_set, ioprioWhoProcess, static_cast<int>(tid), ioprioClassIdle << ioprioClassShift);
+}
+
+CancellationToken run(Priority priority, std::function<void(const CancellationToken &)> work,
+                      CancellationToken token)
+{
+    pool(priority)->start([priority, work = std::move(work), token] {
+        if (priority == Priority::Utility) {
+            thread_local bool lowered = false;
+            if (!lowered) {
+                lowerCurrentThreadPriority();
+                lowered = true;
+            }
+        }
+        if (token.isCancelled())
+            return;
+        work(token);
+    });
+    return token;
+}
+
+void deliver(QObject *receiver, std::function<void()> fn)
+{
+    if (!receiver)
+        return;
+    QPointer<QObject> guard(receiver);
+    QMetaObject::invokeMethod(
+        receiver,
+        [guard, fn = std::move(fn)] {
+            if (guard)
+                fn();
+        },
+        Qt::QueuedConnection);
+}
+
+void deliver(QObject *receiver, const CancellationToken &token, std::function<void()> fn)
+{
+    deliver(receiver, [token, fn = std::move(fn)] {
+        if (!token.isCancelled())
+            fn();
+    });
+}
+
+void waitForIdle()
+{
+    pool(Priority::Utility)->waitForDone();
+    pool(Priority::UserInitiated)->waitForDone();
+}
+
+} // namespace Tasks
+
+Debouncer::Debouncer(int intervalMs, QObject *parent)
+    : QObject(parent)
+{
+    m_timer.setSingleShot(true);
+    m_timer.setInterval(intervalMs);
+    connect(&m_timer, &QTimer::timeout, this, [this] {
+        auto work = std::move(m_work);
+        m_work = nullptr;
+        if (work && !m_token.isCancelled())
+            work(m_token);
+    });
+}
+
+void Debouncer::call(std::function<void(const CancellationToken &)> work)
+{
+    m_token.cancel();
+    m_token = CancellationToken();
+    m_work = std::move(work);
+    m_timer.start();
+}
+
+void Debouncer::cancel()
+{
+    m_timer.stop();
+    m_work = nullptr;
+    m_token.cancel();
+}
+
+bool Debouncer::isPending() const
+{
+    return m_timer.isActive();
+}
+
+int Debouncer::interval() const
+{
+    return m_timer.interval();
+}

@@ -1,0 +1,86 @@
+// Background work for the whole program: two thread pools, a cancellation
+// token, the hand-back of results to a receiver on its own thread, and the
+// debounce used by the models. Everything that runs off the main thread goes
+// through here.
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QTimer>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+
+class QThreadPool;
+
+// A shared flag that a task polls at its cancellation points. Copies share the
+// flag, so the owner keeps one copy to cancel and the task another to poll.
+class CancellationToken
+{
+public:
+    CancellationToken();
+
+    void cancel() const;
+    bool isCancelled() const;
+
+    // A token that is never cancelled, for synchronous callers.
+    static CancellationToken none();
+
+private:
+    std::shared_ptr<std::atomic_bool> m_cancelled;
+};
+
+namespace Tasks {
+
+enum class Priority {
+    // Scans, text extraction, event flushes: low CPU priority, idle I/O.
+    Utility,
+    // Store reads behind the screens, searches, duplicate scans.
+    UserInitiated,
+};
+
+QThreadPool *pool(Priority priority);
+
+// Runs work on the pool of the given priority. The token is the one the work
+// polls; the returned copy cancels it. Work must not block its pool thread
+// waiting for another task of the same pool.
+CancellationToken run(Priority priority, std::function<void(const CancellationToken &)> work,
+                      CancellationToken token = CancellationToken());
+
+// Queues fn to run on the receiver's thread. The receiver is held weakly: if
+// it is gone by then, fn is dropped without running.
+void deliver(QObject *receiver, std::function<void()> fn);
+
+// Like deliver, and fn is also dropped when the token was cancelled before it
+// ran, so a replaced task never touches state.
+void deliver(QObject *receiver, const CancellationToken &token, std::function<void()> fn);
+
+// Waits until both pools are idle. For tests, benchmarks and the command line.
+void waitForIdle();
+
+// Applies low CPU priority and idle I/O priority to the calling thread.
+void lowerCurrentThreadPriority();
+
+} // namespace Tasks
+
+// Cancel-and-replace delay owned by a model: each call restarts the wait and
+// cancels the token handed to the previous call's work, so only the last of a
+// burst of calls runs, and work it started in the background can tell that it
+// was superseded.
+class Debouncer : public QObject
+{
+    Q_OBJECT
+public:
+    explicit Debouncer(int intervalMs, QObject *parent = nullptr);
+
+    void call(std::function<void(const CancellationToken &)> work);
+    void cancel();
+    bool isPending() const;
+    int interval() const;
+
+private:
+    QTimer m_timer;
+    std::function<void(const CancellationToken &)> m_work;
+    CancellationToken m_token;
+};

@@ -1,0 +1,226 @@
+#include "store/IndexStore.h"
+
+#include "core/Paths.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <cmath>
+#include <filesystem>
+#include <system_error>
+
+IndexStore::IndexStore(std::shared_ptr<SQLiteDatabase> database)
+    : m_db(std::move(database))
+{
+}
+
+std::unique_ptr<IndexStore> IndexStore::open(const QUrl &url)
+{
+    const QString path = url.toLocalFile();
+    const QString folder = QFileInfo(path).absolutePath();
+    std::error_code error;
+    std::filesystem::create_directories(folder.toStdString(), error);
+    if (error) {
+        throw FileSystemError(QStringLiteral("Couldn't create the folder “%1”: %2.")
+                                  .arg(folder, QString::fromStdString(error.message())));
+    }
+    auto store = std::make_unique<IndexStore>(std::make_shared<SQLiteDatabase>(path));
+    store->migrate();
+    return store;
+}
+
+std::unique_ptr<IndexStore> IndexStore::openInMemory()
+{
+    auto store = std::make_unique<IndexStore>(std::make_shared<SQLiteDatabase>(QStringLiteral(":memory:")));
+    store->migrate();
+    return store;
+}
+
+QUrl IndexStore::defaultURL()
+{
+    return QUrl::fromLocalFile(Paths::dataHome() + QStringLiteral("/Larder/Library.sqlite"));
+}
+
+std::optional<FileRecord> IndexStore::record(qint64 id) const
+{
+    const auto rows = m_db->query(QStringLiteral("SELECT f.* FROM files f WHERE id = ?"), {id});
+    if (rows.isEmpty())
+        return std::nullopt;
+    return decodeRecord(rows.first());
+}
+
+QHash<qint64, FileRecord> IndexStore::records(const QList<qint64> &ids) const
+{
+    QHash<qint64, FileRecord> result;
+    if (ids.isEmpty())
+        return result;
+    QStringList numbers;
+    numbers.reserve(ids.size());
+    for (qint64 id : ids)
+        numbers.append(QString::number(id));
+    // Ids are integers, so inlining them is safe.
+    const auto rows = m_db->query(QStringLiteral("SELECT f.* FROM files f WHERE id IN (%1)").arg(numbers.join(u',')));
+    for (const SQLRow &row : rows) {
+        FileRecord record = decodeRecord(row);
+        result.insert(record.id, std::move(record));
+    }
+    return result;
+}
+
+FileRecord IndexStore::decodeRecord(const SQLRow &row)
+{
+    FileRecord r;
+    r.id = row.integer(QStringLiteral("id")).value_or(0);
+    r.path = row.string(QStringLiteral("path")).value_or(QString());
+    r.name = row.string(QStringLiteral("name")).value_or(QString());
+    r.ext = row.string(QStringLiteral("ext")).value_or(QString());
+    r.uti = row.string(QStringLiteral("uti"));
+    r.kind = fileKindFromRawValue(row.string(QStringLiteral("kind")).value_or(QString()));
+    r.size = row.integer(QStringLiteral("size")).value_or(0);
+    r.created = row.date(QStringLiteral("created"));
+    r.modified = row.date(QStringLiteral("modified"));
+    r.added = row.date(QStringLiteral("added"));
+    r.opened = row.date(QStringLiteral("opened"));
+    r.sourceID = row.string(QStringLiteral("source"));
+    r.sourceURL = row.string(QStringLiteral("source_url"));
+    r.bundleID = row.string(QStringLiteral("bundle_id"));
+    r.isScreenshot = row.integer(QStringLiteral("is_screenshot")).value_or(0) != 0;
+    r.width = row.integer(QStringLiteral("width"));
+    r.height = row.integer(QStringLiteral("height"));
+    r.duration = row.real(QStringLiteral("duration"));
+    r.pages = row.integer(QStringLiteral("pages"));
+    r.sha256 = row.string(QStringLiteral("sha256"));
+    r.textExcerpt = row.string(QStringLiteral("text_excerpt"));
+    return r;
+}
+
+namespace {
+
+// Images and documents wait for text; other kinds have none to read.
+int initialTextState(FileKind kind)
+{
+    return (kind == FileKind::image || kind == FileKind::document) ? 0 : 2;
+}
+
+bool isUnchanged(const SQLRow &stored, const FileRecord &record)
+{
+    const auto storedSize = stored.integer(QStringLiteral("size"));
+    if (!storedSize || *storedSize != record.size)
+        return false;
+    const double storedModified = stored.date(QStringLiteral("modified")).value_or(-1.0);
+    return std::abs(storedModified - record.modified.value_or(-1.0)) < 0.001;
+}
+
+// The bindings that the insert and the full update share, in statement order.
+SQLBindings contentBindings(const FileRecord &r)
+{
+    return {r.name, r.ext, r.uti, fileKindRawValue(r.kind), r.size, r.created, r.modified, r.added, r.opened,
+            r.sourceID, r.sourceURL, r.bundleID, r.isScreenshot ? 1 : 0, r.width, r.height, r.duration, r.pages};
+}
+
+} // namespace
+
+void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, double seenAt)
+{
+    if (records.isEmpty())
+        return;
+    m_db->transaction([&] {
+        for (const FileRecord &r : records) {
+            const auto rows = m_db->query(QStringLiteral("SELECT id, size, modified FROM files WHERE path = ?"), {r.path});
+            const auto storedID = rows.isEmpty() ? std::nullopt : rows.first().integer(QStringLiteral("id"));
+            qint64 id = 0;
+            if (!storedID) {
+                SQLBindings bindings = contentBindings(r);
+                bindings << initialTextState(r.kind) << seenAt << root << r.path;
+                std::lock_guard guard(m_db->lock());
+                m_db->run(QStringLiteral(
+                              "INSERT INTO files(name, ext, uti, kind, size, created, modified, added, opened, source, "
+                              "source_url, bundle_id, is_screenshot, width, height, duration, pages, text_state, "
+                              "seen_at, root, path) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+                          bindings);
+                id = m_db->lastInsertRowID();
+            } else if (isUnchanged(rows.first(), r)) {
+                m_db->run(QStringLiteral("UPDATE files SET opened = ?, added = ?, source = COALESCE(?, source), "
+                                         "source_url = COALESCE(?, source_url), is_screenshot = ?, seen_at = ?, "
+                                         "root = ? WHERE id = ?"),
+                          {r.opened, r.added, r.sourceID, r.sourceURL, r.isScreenshot ? 1 : 0, seenAt, root, *storedID});
+                continue;
+            } else {
+                id = *storedID;
+                SQLBindings bindings = contentBindings(r);
+                bindings << initialTextState(r.kind) << seenAt << root << id;
+                m_db->run(QStringLiteral(
+                              "UPDATE files SET name = ?, ext = ?, uti = ?, kind = ?, size = ?, created = ?, "
+                              "modified = ?, added = ?, opened = ?, source = ?, source_url = ?, bundle_id = ?, "
+                              "is_screenshot = ?, width = ?, height = ?, duration = ?, pages = ?, sha256 = NULL, "
+                              "feature_print = NULL, text_state = ?, text_excerpt = NULL, seen_at = ?, root = ? "
+                              "WHERE id = ?"),
+                          bindings);
+            }
+            setPassages(QStringLiteral("file"), QString::number(id), title(r), {});
+        }
+    });
+}
+
+void IndexStore::setPassages(const QString &ownerType, const QString &ownerID, const QString &title,
+                             const QStringList &bodies)
+{
+    m_db->run(QStringLiteral("DELETE FROM passages WHERE owner_type = ? AND owner_id = ?"), {ownerType, ownerID});
+    const QStringList rows = bodies.isEmpty() ? QStringList{QString()} : bodies;
+    for (int i = 0; i < rows.size(); ++i) {
+        m_db->run(QStringLiteral("INSERT INTO passages(title, body, owner_type, owner_id, ord) VALUES(?, ?, ?, ?, ?)"),
+                  {i == 0 ? title : QString(), rows.at(i), ownerType, ownerID, i});
+    }
+}
+
+namespace {
+
+// "ACMEInvoice2024" becomes "ACMEInvoice 2024"; "myFile" becomes "my File".
+QString spacedBaseName(const QString &name)
+{
+    const qsizetype dot = name.lastIndexOf(u'.');
+    const QString base = dot > 0 ? name.left(dot) : name;
+    QString spaced;
+    spaced.reserve(base.size() + 8);
+    for (qsizetype i = 0; i < base.size(); ++i) {
+        if (i > 0) {
+            const QChar previous = base.at(i - 1);
+            const QChar current = base.at(i);
+            if ((previous.isLower() && current.isUpper()) || (previous.isLetter() && current.isNumber()))
+                spaced.append(u' ');
+        }
+        spaced.append(base.at(i));
+    }
+    return spaced;
+}
+
+} // namespace
+
+QString IndexStore::title(const FileRecord &record)
+{
+    QStringList pieces{record.name, spacedBaseName(record.name)};
+    const QString parent = QFileInfo(record.path).path();
+    QStringList components = parent.split(u'/', Qt::SkipEmptyParts);
+    const QStringList lastTwo = components.mid(std::max<qsizetype>(0, components.size() - 2));
+    pieces += lastTwo;
+    return pieces.join(u' ');
+}
+
+qint64 IndexStore::storedSchemaVersion() const
+{
+    return m_db->scalar(QStringLiteral("PRAGMA user_version")).intValue().value_or(0);
+}
+
+IndexStore::Counts IndexStore::counts() const
+{
+    const auto rows = m_db->query(QStringLiteral("SELECT (SELECT COUNT(*) FROM files) AS files, "
+                                                 "(SELECT COUNT(*) FROM passages) AS passages, "
+                                                 "(SELECT COUNT(*) FROM meetings) AS meetings"));
+    Counts counts;
+    if (rows.isEmpty())
+        return counts;
+    counts.files = rows.first().integer(QStringLiteral("files")).value_or(0);
+    counts.passages = rows.first().integer(QStringLiteral("passages")).value_or(0);
+    counts.meetings = rows.first().integer(QStringLiteral("meetings")).value_or(0);
+    return counts;
+}

@@ -1,0 +1,364 @@
+#include "store/SQLite.h"
+
+#include <QLocale>
+
+#include <sqlite3.h>
+
+#include <cmath>
+#include <limits>
+
+// ---- SQLValue ----
+
+SQLValue::Type SQLValue::type() const
+{
+    return static_cast<Type>(m_value.index());
+}
+
+std::optional<qint64> SQLValue::intValue() const
+{
+    if (auto *v = std::get_if<qint64>(&m_value))
+        return *v;
+    return std::nullopt;
+}
+
+std::optional<double> SQLValue::doubleValue() const
+{
+    if (auto *v = std::get_if<double>(&m_value))
+        return *v;
+    return std::nullopt;
+}
+
+std::optional<QString> SQLValue::textValue() const
+{
+    if (auto *v = std::get_if<QString>(&m_value))
+        return *v;
+    return std::nullopt;
+}
+
+std::optional<QByteArray> SQLValue::blobValue() const
+{
+    if (auto *v = std::get_if<QByteArray>(&m_value))
+        return *v;
+    return std::nullopt;
+}
+
+bool operator==(const SQLValue &a, const SQLValue &b)
+{
+    return a.m_value == b.m_value;
+}
+
+size_t qHash(const SQLValue &value, size_t seed)
+{
+    // Case discriminators: null 0, int 1, double 2, text 3, blob 4.
+    switch (value.type()) {
+    case SQLValue::Type::Int:
+        return qHashMulti(seed, 1, *value.intValue());
+    case SQLValue::Type::Double: {
+        double d = *value.doubleValue();
+        if (d == 0.0)
+            d = 0.0; // -0.0 and 0.0 are equal, so they hash alike
+        return qHashMulti(seed, 2, d);
+    }
+    case SQLValue::Type::Text:
+        return qHashMulti(seed, 3, *value.textValue());
+    case SQLValue::Type::Blob:
+        return qHashMulti(seed, 4, *value.blobValue());
+    case SQLValue::Type::Null:
+        break;
+    }
+    return qHashMulti(seed, 0);
+}
+
+// ---- SQLRow ----
+
+SQLRow::SQLRow(std::shared_ptr<const QHash<QString, int>> columns, QList<SQLValue> values)
+    : m_columns(std::move(columns))
+    , m_values(std::move(values))
+{
+}
+
+const QHash<QString, int> &SQLRow::columns() const
+{
+    static const QHash<QString, int> empty;
+    return m_columns ? *m_columns : empty;
+}
+
+SQLValue SQLRow::value(const QString &column) const
+{
+    if (!m_columns)
+        return {};
+    const auto it = m_columns->constFind(column);
+    if (it == m_columns->constEnd() || *it >= m_values.size())
+        return {};
+    return m_values.at(*it);
+}
+
+std::optional<QString> SQLRow::string(const QString &column) const
+{
+    const SQLValue v = value(column);
+    switch (v.type()) {
+    case SQLValue::Type::Int:
+        return QString::number(*v.intValue());
+    case SQLValue::Type::Double:
+        // Shortest text that reads back as the same double.
+        return QString::number(*v.doubleValue(), 'g', QLocale::FloatingPointShortest);
+    case SQLValue::Type::Text:
+        return v.textValue();
+    default:
+        return std::nullopt;
+    }
+}
+
+std::optional<qint64> SQLRow::integer(const QString &column) const
+{
+    const SQLValue v = value(column);
+    switch (v.type()) {
+    case SQLValue::Type::Int:
+        return v.intValue();
+    case SQLValue::Type::Double: {
+        const double d = *v.doubleValue();
+        // A value that no 64-bit integer can hold reads as nothing rather
+        // than stopping the program over one odd cell.
+        if (!std::isfinite(d) || d >= 9223372036854775808.0 || d < -9223372036854775808.0)
+            return std::nullopt;
+        return static_cast<qint64>(std::trunc(d));
+    }
+    case SQLValue::Type::Text: {
+        QString text = *v.textValue();
+        if (text.startsWith(QLatin1Char('+')))
+            text.remove(0, 1);
+        bool ok = false;
+        const qint64 parsed = text.toLongLong(&ok, 10);
+        if (!ok || text.isEmpty() || text.front().isSpace() || text.back().isSpace())
+            return std::nullopt;
+        return parsed;
+    }
+    default:
+        return std::nullopt;
+    }
+}
+
+std::optional<double> SQLRow::real(const QString &column) const
+{
+    const SQLValue v = value(column);
+    if (auto i = v.intValue())
+        return double(*i);
+    return v.doubleValue();
+}
+
+std::optional<double> SQLRow::date(const QString &column) const
+{
+    return real(column);
+}
+
+// ---- SQLiteError ----
+
+SQLiteError::SQLiteError(int code, QString message)
+    : m_code(code)
+    , m_message(std::move(message))
+{
+}
+
+QString SQLiteError::description() const
+{
+    return QStringLiteral("SQLite error %1: %2").arg(m_code).arg(m_message);
+}
+
+// ---- SQLiteDatabase ----
+
+namespace {
+
+// A prepared statement that is finalized on every way out.
+class Statement
+{
+public:
+    Statement(sqlite3 *db, const QString &sql)
+    {
+        const QByteArray utf8 = sql.toUtf8();
+        m_code = sqlite3_prepare_v2(db, utf8.constData(), int(utf8.size()), &m_stmt, nullptr);
+    }
+    ~Statement() { sqlite3_finalize(m_stmt); }
+    Statement(const Statement &) = delete;
+    Statement &operator=(const Statement &) = delete;
+
+    int prepareCode() const { return m_code; }
+    sqlite3_stmt *get() const { return m_stmt; }
+
+private:
+    sqlite3_stmt *m_stmt = nullptr;
+    int m_code = SQLITE_OK;
+};
+
+int bindValue(sqlite3_stmt *stmt, int index, const SQLValue &value)
+{
+    switch (value.type()) {
+    case SQLValue::Type::Int:
+        return sqlite3_bind_int64(stmt, index, *value.intValue());
+    case SQLValue::Type::Double:
+        return sqlite3_bind_double(stmt, index, *value.doubleValue());
+    case SQLValue::Type::Text: {
+        const QByteArray utf8 = value.textValue()->toUtf8();
+        return sqlite3_bind_text(stmt, index, utf8.constData(), -1, SQLITE_TRANSIENT);
+    }
+    case SQLValue::Type::Blob: {
+        const QByteArray bytes = *value.blobValue();
+        // A zero-length blob still binds as a blob, never as null.
+        static const char emptyBlob = 0;
+        return sqlite3_bind_blob(stmt, index, bytes.isEmpty() ? &emptyBlob : bytes.constData(),
+                                 int(bytes.size()), SQLITE_TRANSIENT);
+    }
+    case SQLValue::Type::Null:
+        break;
+    }
+    return sqlite3_bind_null(stmt, index);
+}
+
+SQLValue columnValue(sqlite3_stmt *stmt, int index)
+{
+    switch (sqlite3_column_type(stmt, index)) {
+    case SQLITE_INTEGER:
+        return SQLValue(qint64(sqlite3_column_int64(stmt, index)));
+    case SQLITE_FLOAT:
+        return SQLValue(sqlite3_column_double(stmt, index));
+    case SQLITE_TEXT:
+        return SQLValue(QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt, index))));
+    case SQLITE_BLOB: {
+        const void *data = sqlite3_column_blob(stmt, index);
+        const int size = sqlite3_column_bytes(stmt, index);
+        return SQLValue(size > 0 ? QByteArray(static_cast<const char *>(data), size) : QByteArray(""));
+    }
+    default:
+        return SQLValue();
+    }
+}
+
+} // namespace
+
+SQLiteDatabase::SQLiteDatabase(const QString &path)
+    : m_path(path)
+{
+    if (!sqlite3_compileoption_used("ENABLE_FTS5")) {
+        throw SQLiteError(SQLITE_ERROR,
+                          QStringLiteral("this SQLite library has no FTS5 full-text search; "
+                                         "install a SQLite built with FTS5 (Debian's libsqlite3-0 has it)"));
+    }
+    const QByteArray utf8 = path.toUtf8();
+    const int code = sqlite3_open_v2(utf8.constData(), &m_handle,
+                                     SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr);
+    if (code != SQLITE_OK) {
+        const QString message = m_handle ? QString::fromUtf8(sqlite3_errmsg(m_handle))
+                                         : QStringLiteral("unable to open database");
+        sqlite3_close(m_handle);
+        m_handle = nullptr;
+        throw SQLiteError(code, message);
+    }
+    sqlite3_busy_timeout(m_handle, 5000);
+    try {
+        std::lock_guard guard(m_lock);
+        execute(QStringLiteral("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA foreign_keys = ON;"));
+    } catch (...) {
+        sqlite3_close_v2(m_handle);
+        m_handle = nullptr;
+        throw;
+    }
+}
+
+SQLiteDatabase::~SQLiteDatabase()
+{
+    sqlite3_close_v2(m_handle);
+}
+
+SQLiteError SQLiteDatabase::lastError(int code) const
+{
+    return SQLiteError(code, QString::fromUtf8(sqlite3_errmsg(m_handle)));
+}
+
+void SQLiteDatabase::execute(const QString &sql)
+{
+    std::lock_guard guard(m_lock);
+    char *error = nullptr;
+    const int code = sqlite3_exec(m_handle, sql.toUtf8().constData(), nullptr, nullptr, &error);
+    if (code == SQLITE_OK)
+        return;
+    const QString message = error ? QString::fromUtf8(error) : QStringLiteral("unknown error");
+    sqlite3_free(error);
+    throw SQLiteError(code, message);
+}
+
+namespace {
+
+void bindAll(sqlite3 *db, sqlite3_stmt *stmt, const SQLBindings &bindings)
+{
+    for (int i = 0; i < bindings.size(); ++i) {
+        const int code = bindValue(stmt, i + 1, bindings.at(i));
+        if (code != SQLITE_OK)
+            throw SQLiteError(code, QString::fromUtf8(sqlite3_errmsg(db)));
+    }
+}
+
+} // namespace
+
+int SQLiteDatabase::run(const QString &sql, const SQLBindings &bindings)
+{
+    std::lock_guard guard(m_lock);
+    Statement stmt(m_handle, sql);
+    if (stmt.prepareCode() != SQLITE_OK)
+        throw lastError(stmt.prepareCode());
+    bindAll(m_handle, stmt.get(), bindings);
+    const int code = sqlite3_step(stmt.get());
+    if (code != SQLITE_ROW && code != SQLITE_DONE)
+        throw lastError(code);
+    return sqlite3_changes(m_handle);
+}
+
+QList<SQLRow> SQLiteDatabase::query(const QString &sql, const SQLBindings &bindings)
+{
+    std::lock_guard guard(m_lock);
+    Statement stmt(m_handle, sql);
+    if (stmt.prepareCode() != SQLITE_OK)
+        throw lastError(stmt.prepareCode());
+    bindAll(m_handle, stmt.get(), bindings);
+
+    const int count = sqlite3_column_count(stmt.get());
+    auto columns = std::make_shared<QHash<QString, int>>();
+    for (int i = 0; i < count; ++i)
+        columns->insert(QString::fromUtf8(sqlite3_column_name(stmt.get(), i)), i); // later index wins
+
+    QList<SQLRow> rows;
+    for (;;) {
+        const int code = sqlite3_step(stmt.get());
+        if (code == SQLITE_DONE)
+            break;
+        if (code != SQLITE_ROW)
+            throw lastError(code);
+        QList<SQLValue> values;
+        values.reserve(count);
+        for (int i = 0; i < count; ++i)
+            values.append(columnValue(stmt.get(), i));
+        rows.append(SQLRow(columns, std::move(values)));
+    }
+    return rows;
+}
+
+SQLValue SQLiteDatabase::scalar(const QString &sql, const SQLBindings &bindings)
+{
+    const QList<SQLRow> rows = query(sql, bindings);
+    if (rows.isEmpty() || rows.first().values().isEmpty())
+        return SQLValue();
+    return rows.first().values().first();
+}
+
+qint64 SQLiteDatabase::lastInsertRowID()
+{
+    std::lock_guard guard(m_lock);
+    return sqlite3_last_insert_rowid(m_handle);
+}
+
+void SQLiteDatabase::rollbackQuietly()
+{
+    try {
+        execute(QStringLiteral("ROLLBACK"));
+    } catch (const SQLiteError &) {
+        // The original error is the one that matters.
+    }
+}

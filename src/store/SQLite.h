@@ -1,0 +1,158 @@
+// The one SQLite connection of the program and the values that cross it.
+// Nothing above this layer calls SQLite directly.
+#pragma once
+
+#include "core/Errors.h"
+
+#include <QByteArray>
+#include <QHash>
+#include <QList>
+#include <QString>
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <variant>
+
+struct sqlite3;
+
+class SQLValue
+{
+public:
+    enum class Type { Int, Double, Text, Blob, Null };
+
+    SQLValue() = default; // null
+    SQLValue(std::nullptr_t) {}
+    SQLValue(qint64 value) : m_value(value) {}
+    SQLValue(int value) : m_value(qint64(value)) {}
+    SQLValue(double value) : m_value(value) {}
+    SQLValue(const QString &value) : m_value(value) {}
+    SQLValue(const char *value) : m_value(QString::fromUtf8(value)) {}
+    SQLValue(const QByteArray &value) : m_value(value) {}
+
+    // Absent optionals bind as null.
+    template<typename T>
+    SQLValue(const std::optional<T> &value)
+    {
+        if (value)
+            *this = SQLValue(*value);
+    }
+
+    Type type() const;
+    bool isNull() const { return type() == Type::Null; }
+
+    // The payload of the matching case, or nothing for any other case.
+    std::optional<qint64> intValue() const;
+    std::optional<double> doubleValue() const;
+    std::optional<QString> textValue() const;
+    std::optional<QByteArray> blobValue() const;
+
+    friend bool operator==(const SQLValue &a, const SQLValue &b);
+    friend size_t qHash(const SQLValue &value, size_t seed);
+
+private:
+    // The order of the alternatives is the order of Type.
+    std::variant<qint64, double, QString, QByteArray, std::monostate> m_value = std::monostate();
+};
+
+using SQLBindings = QList<SQLValue>;
+
+// One result row. Rows of one result share their column map.
+class SQLRow
+{
+public:
+    SQLRow() = default;
+    SQLRow(std::shared_ptr<const QHash<QString, int>> columns, QList<SQLValue> values);
+
+    const QHash<QString, int> &columns() const;
+    const QList<SQLValue> &values() const { return m_values; }
+
+    // The raw value of a column; null when the column is missing.
+    SQLValue value(const QString &column) const;
+
+    // Lenient readers: a missing column or an unsuitable value gives nothing.
+    std::optional<QString> string(const QString &column) const;
+    std::optional<qint64> integer(const QString &column) const;
+    std::optional<double> real(const QString &column) const;
+    // Seconds since 1970.
+    std::optional<double> date(const QString &column) const;
+
+private:
+    std::shared_ptr<const QHash<QString, int>> m_columns;
+    QList<SQLValue> m_values;
+};
+
+class SQLiteError : public DescribedError
+{
+public:
+    SQLiteError(int code, QString message);
+
+    int code() const { return m_code; }
+    QString message() const { return m_message; }
+    // "SQLite error <code>: <message>"
+    QString description() const override;
+
+private:
+    int m_code;
+    QString m_message;
+};
+
+// The single connection, shared by every store and every thread. Its
+// recursive mutex is the innermost lock of the program: a transaction holds
+// it to its end and the statements inside re-enter it.
+class SQLiteDatabase
+{
+public:
+    // Opens read-write, creating the file, and sets WAL with normal syncing.
+    // ":memory:" opens an in-memory database. Fails when this SQLite has no
+    // FTS5 full-text search.
+    explicit SQLiteDatabase(const QString &path);
+    ~SQLiteDatabase();
+
+    SQLiteDatabase(const SQLiteDatabase &) = delete;
+    SQLiteDatabase &operator=(const SQLiteDatabase &) = delete;
+
+    // Runs a whole script without parameters.
+    void execute(const QString &sql);
+    // Steps a statement once and returns the number of changed rows.
+    int run(const QString &sql, const SQLBindings &bindings = {});
+    QList<SQLRow> query(const QString &sql, const SQLBindings &bindings = {});
+    // The first column of the first row, or null when there is no row.
+    SQLValue scalar(const QString &sql, const SQLBindings &bindings = {});
+    // Only meaningful while the caller holds lock() across its insert.
+    qint64 lastInsertRowID();
+
+    std::recursive_mutex &lock() { return m_lock; }
+
+    // Runs body inside BEGIN IMMEDIATE ... COMMIT, rolling back and rethrowing
+    // when the body or the commit throws. Transactions don't nest.
+    template<typename Body>
+    auto transaction(Body &&body) -> decltype(body())
+    {
+        std::lock_guard guard(m_lock);
+        execute(QStringLiteral("BEGIN IMMEDIATE"));
+        try {
+            if constexpr (std::is_void_v<decltype(body())>) {
+                body();
+                execute(QStringLiteral("COMMIT"));
+            } else {
+                auto result = body();
+                execute(QStringLiteral("COMMIT"));
+                return result;
+            }
+        } catch (...) {
+            rollbackQuietly();
+            throw;
+        }
+    }
+
+    QString path() const { return m_path; }
+
+private:
+    void rollbackQuietly();
+    SQLiteError lastError(int code) const;
+
+    sqlite3 *m_handle = nullptr;
+    std::recursive_mutex m_lock;
+    QString m_path;
+};
