@@ -129,7 +129,8 @@ void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, d
             const auto rows = m_db->query(QStringLiteral("SELECT id, size, modified FROM files WHERE path = ?"), {r.path});
             const auto storedID = rows.isEmpty() ? std::nullopt : rows.first().integer(QStringLiteral("id"));
             qint64 id = 0;
-            if (!storedID) {
+            const bool inserted = !storedID;
+            if (inserted) {
                 SQLBindings bindings = contentBindings(r);
                 bindings << initialTextState(r.kind) << seenAt << root << r.path;
                 std::lock_guard guard(m_db->lock());
@@ -140,7 +141,9 @@ void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, d
                           bindings);
                 id = m_db->lastInsertRowID();
             } else if (isUnchanged(rows.first(), r)) {
-                m_db->run(QStringLiteral("UPDATE files SET opened = ?, added = ?, source = COALESCE(?, source), "
+                // The desktop prunes its list of recently used files, so a
+                // missing last-used date means unknown: keep the stored one.
+                m_db->run(QStringLiteral("UPDATE files SET opened = COALESCE(?, opened), added = ?, source = COALESCE(?, source), "
                                          "source_url = COALESCE(?, source_url), is_screenshot = ?, seen_at = ?, "
                                          "root = ? WHERE id = ?"),
                           {r.opened, r.added, r.sourceID, r.sourceURL, r.isScreenshot ? 1 : 0, seenAt, root, *storedID});
@@ -157,15 +160,52 @@ void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, d
                               "WHERE id = ?"),
                           bindings);
             }
-            setPassages(QStringLiteral("file"), QString::number(id), title(r), {});
+            if (inserted) {
+                // A new id has no passages yet (every removal takes a file's
+                // passages with it), so skip the delete, which has to scan
+                // the whole full-text table.
+                insertPassages(QStringLiteral("file"), QString::number(id), title(r), {});
+            } else {
+                setPassages(QStringLiteral("file"), QString::number(id), title(r), {});
+            }
         }
     });
+}
+
+QSet<QString> IndexStore::unchangedPaths(const QList<FileRecord> &records) const
+{
+    QSet<QString> unchanged;
+    if (records.isEmpty())
+        return unchanged;
+    QHash<QString, const FileRecord *> byPath;
+    SQLBindings bindings;
+    QStringList marks;
+    for (const FileRecord &r : records) {
+        byPath.insert(r.path, &r);
+        bindings.append(r.path);
+        marks.append(QStringLiteral("?"));
+    }
+    const auto rows = m_db->query(
+        QStringLiteral("SELECT path, size, modified FROM files WHERE path IN (") + marks.join(u',') + u')', bindings);
+    for (const SQLRow &row : rows) {
+        const QString path = row.string(QStringLiteral("path")).value_or(QString());
+        const FileRecord *record = byPath.value(path);
+        if (record && isUnchanged(row, *record))
+            unchanged.insert(path);
+    }
+    return unchanged;
 }
 
 void IndexStore::setPassages(const QString &ownerType, const QString &ownerID, const QString &title,
                              const QStringList &bodies)
 {
     m_db->run(QStringLiteral("DELETE FROM passages WHERE owner_type = ? AND owner_id = ?"), {ownerType, ownerID});
+    insertPassages(ownerType, ownerID, title, bodies);
+}
+
+void IndexStore::insertPassages(const QString &ownerType, const QString &ownerID, const QString &title,
+                                const QStringList &bodies)
+{
     const QStringList rows = bodies.isEmpty() ? QStringList{QString()} : bodies;
     for (int i = 0; i < rows.size(); ++i) {
         m_db->run(QStringLiteral("INSERT INTO passages(title, body, owner_type, owner_id, ord) VALUES(?, ?, ?, ?, ?)"),

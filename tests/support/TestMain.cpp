@@ -11,6 +11,10 @@
 int main(int argc, char **argv)
 {
     TestEnvironment::isolate();
+    // Test discovery runs the programs at build time, outside CTest's
+    // environment: never reach for a display.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
     ::testing::InitGoogleTest(&argc, argv);
     QGuiApplication app(argc, argv);
     const int status = RUN_ALL_TESTS();
