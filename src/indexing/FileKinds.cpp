@@ -77,16 +77,16 @@ FileKind computeKind(const QMimeType &type)
     if (!type.isValid() || type.isDefault())
         return FileKind::other;
     const QString name = type.name();
-    QStringList lineage{name};
-    lineage += type.aliases();
+    QStringList names{name};
+    names += type.aliases();
+    QStringList lineage = names;
     const QStringList ancestors = type.allAncestors();
     lineage += ancestors;
     const auto any = [&](auto &&test) { return std::any_of(lineage.cbegin(), lineage.cend(), test); };
     const auto mediaIs = [](const char *media) {
         return [media](const QString &t) { return t.startsWith(QLatin1String(media)); };
     };
-    if (applicationTypes().contains(name) || std::any_of(type.aliases().cbegin(), type.aliases().cend(),
-                                                         [](const QString &a) { return applicationTypes().contains(a); }))
+    if (std::any_of(names.cbegin(), names.cend(), [](const QString &t) { return applicationTypes().contains(t); }))
         return FileKind::app;
     if (any(mediaIs("image/")))
         return FileKind::image;

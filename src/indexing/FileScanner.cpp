@@ -10,6 +10,7 @@
 #include <QDir>
 #include <QFile>
 #include <QMimeDatabase>
+#include <QRegularExpression>
 #include <QStringDecoder>
 #include <QXmlStreamReader>
 
@@ -119,10 +120,76 @@ std::optional<QString> bundleIdentifier(const QString &appFolder)
     return std::nullopt;
 }
 
+// The name patterns of shared-mime-info that don't begin with "*" and so
+// look at a whole name ("Makefile.*", "README*", "CMakeLists.txt").
+class WholeNamePatterns
+{
+public:
+    static const WholeNamePatterns &instance()
+    {
+        static const WholeNamePatterns patterns;
+        return patterns;
+    }
+
+    // A quick, conservative test: true when a pattern's literal beginning
+    // is the beginning of the name, ignoring case.
+    bool mayMatch(const QString &name) const
+    {
+        for (const QString &prefix : m_prefixes) {
+            if (name.startsWith(prefix, Qt::CaseInsensitive))
+                return true;
+        }
+        for (const QRegularExpression &pattern : m_wildcardStarts) {
+            if (pattern.match(name).hasMatch())
+                return true;
+        }
+        return false;
+    }
+
+private:
+    WholeNamePatterns()
+    {
+        QSet<QString> prefixes;
+        for (const QMimeType &type : QMimeDatabase().allMimeTypes()) {
+            for (const QString &pattern : type.globPatterns()) {
+                if (pattern.startsWith(u'*'))
+                    continue;
+                const qsizetype wildcard = pattern.indexOf(QRegularExpression(QStringLiteral("[*?\\[]")));
+                const QString literal = wildcard < 0 ? pattern : pattern.left(wildcard);
+                if (literal.isEmpty()) {
+                    m_wildcardStarts.append(QRegularExpression(
+                        QRegularExpression::wildcardToRegularExpression(pattern),
+                        QRegularExpression::CaseInsensitiveOption | QRegularExpression::UseUnicodePropertiesOption));
+                } else {
+                    prefixes.insert(literal);
+                }
+            }
+        }
+        m_prefixes = QStringList(prefixes.cbegin(), prefixes.cend());
+    }
+
+    QStringList m_prefixes;
+    QList<QRegularExpression> m_wildcardStarts;
+};
+
 } // namespace
 
 struct FileScanner::Private
 {
+    struct NamedType
+    {
+        QMimeType type;
+        bool decided = true; // false: the content has the last word
+    };
+
+    // What a record of the current batch still needs once the library has
+    // said whether the file changed.
+    struct Pending
+    {
+        double accessed = 0; // the last launch, for applications
+        bool typeDecided = true;
+    };
+
     const IndexStore *store = nullptr;
     QMimeDatabase mimeDatabase;
     FileTraces::RecentlyUsed recentlyUsed;
@@ -130,6 +197,12 @@ struct FileScanner::Private
     // Folders a known app saves into stand for the app that saved a file.
     QList<QPair<QString, QString>> agentFolders;
     QStringList applicationFolders; // <data dir>/applications/, for desktop-file ids
+    // Types by name, remembered by the part of the name from its first dot
+    // on ("tar.gz" of "backup.tar.gz"), which is all that the "*." patterns
+    // look at. Names that a pattern of a whole name could match
+    // ("Makefile.am", "README.md") are never remembered.
+    QHash<QString, NamedType> typeBySuffix;
+    QList<Pending> pending; // parallel to the batch
     qint64 skippedNames = 0;
 
     Private()
@@ -148,14 +221,30 @@ struct FileScanner::Private
             applicationFolders.append(QDir::cleanPath(dir) + QStringLiteral("/applications/"));
     }
 
-    QMimeType mimeType(const QString &path, const QString &name)
+    // The type that the name gives. When the name alone doesn't decide,
+    // this is its best guess, and the content is looked at later, only for
+    // files whose facts are read in full.
+    NamedType typeByName(const QString &name)
     {
-        // The name decides when it is unambiguous; only otherwise is the
-        // content looked at.
+        const qsizetype dot = name.indexOf(u'.');
+        const bool rememberable = dot > 0 && !WholeNamePatterns::instance().mayMatch(name);
+        const QString suffix = rememberable ? name.mid(dot + 1) : QString();
+        if (rememberable) {
+            const auto known = typeBySuffix.constFind(suffix);
+            if (known != typeBySuffix.constEnd())
+                return *known;
+        }
         const QList<QMimeType> byName = mimeDatabase.mimeTypesForFileName(name);
-        if (byName.size() == 1)
-            return byName.first();
-        return mimeDatabase.mimeTypeForFile(path, QMimeDatabase::MatchDefault);
+        NamedType result;
+        if (byName.size() == 1) {
+            result.type = byName.first();
+        } else {
+            result.type = mimeDatabase.mimeTypeForFile(name, QMimeDatabase::MatchExtension);
+            result.decided = false;
+        }
+        if (rememberable && typeBySuffix.size() < 4096)
+            typeBySuffix.insert(suffix, result);
+        return result;
     }
 
     QString agent(const QString &path) const
@@ -183,32 +272,37 @@ struct FileScanner::Private
         return id;
     }
 
-    std::optional<FileRecord> build(const QString &path, const QString &name, const Stat &stat);
+    std::optional<FileRecord> build(const QString &path, const QString &name, const Stat &stat, Pending &state);
+    void applyKind(FileRecord &record, FileKind kind, const Pending &state) const;
     void readContentFacts(FileRecord &record) const;
     void completeAndFlush(QList<FileRecord> &batch, const Flush &flush, const CancellationToken &token);
 };
 
-std::optional<FileRecord> FileScanner::Private::build(const QString &path, const QString &name, const Stat &stat)
+std::optional<FileRecord> FileScanner::Private::build(const QString &path, const QString &name, const Stat &stat,
+                                                      Pending &state)
 {
     const bool isPackage = stat.isDirectory();
     FileRecord r;
     r.path = path;
     r.name = name;
     r.ext = lowercaseExtension(name);
+    FileKind kind = FileKind::other;
     if (isPackage) {
-        r.kind = FileKinds::packageKind(r.ext);
+        kind = FileKinds::packageKind(r.ext);
         // An unrecognised package is left out whole.
-        if (r.kind == FileKind::other)
+        if (kind == FileKind::other)
             return std::nullopt;
         const QList<QMimeType> byName = mimeDatabase.mimeTypesForFileName(name);
         if (!byName.isEmpty())
             r.uti = byName.first().name();
     } else {
-        const QMimeType type = mimeType(path, name);
-        if (type.isValid())
-            r.uti = type.name();
-        r.kind = FileKinds::kind(type);
+        const NamedType named = typeByName(name);
+        if (named.type.isValid())
+            r.uti = named.type.name();
+        kind = FileKinds::kind(named.type);
+        state.typeDecided = named.decided;
     }
+    state.accessed = stat.accessed();
     r.size = qint64(stat.st.stx_size);
     // Birth time stands for both creation and arrival in the folder: a
     // download, a copy and a move across file systems all set it.
@@ -228,24 +322,30 @@ std::optional<FileRecord> FileScanner::Private::build(const QString &path, const
         else if (whereFroms.size() == 1)
             r.sourceURL = whereFroms.first();
     }
-
-    r.opened = recentlyUsed.lastUsed(path);
-    if (r.kind == FileKind::image)
-        r.isScreenshot = FileKinds::isScreenshotName(name);
-
-    if (r.kind == FileKind::app) {
-        // The access time of an application stands for its last launch.
-        r.opened = stat.accessed();
-        if (isPackage) {
-            r.bundleID = bundleIdentifier(path);
-            r.size = allocatedSize(QFile::encodeName(path));
-        } else if (r.uti == QLatin1String("application/x-desktop")) {
-            r.bundleID = desktopID(path, name);
-        } else {
-            r.bundleID = name;
-        }
+    applyKind(r, kind, state);
+    if (isPackage && kind == FileKind::app) {
+        r.bundleID = bundleIdentifier(path);
+        r.size = allocatedSize(QFile::encodeName(path));
     }
     return r;
+}
+
+// The fields that follow from the kind.
+void FileScanner::Private::applyKind(FileRecord &r, FileKind kind, const Pending &state) const
+{
+    r.kind = kind;
+    r.isScreenshot = kind == FileKind::image && FileKinds::isScreenshotName(r.name);
+    r.bundleID.reset();
+    if (kind != FileKind::app) {
+        r.opened = recentlyUsed.lastUsed(r.path);
+        return;
+    }
+    // The access time of an application stands for its last launch.
+    r.opened = state.accessed;
+    if (r.uti == QLatin1String("application/x-desktop"))
+        r.bundleID = desktopID(r.path, r.name);
+    else
+        r.bundleID = r.name;
 }
 
 void FileScanner::Private::readContentFacts(FileRecord &r) const
@@ -285,21 +385,34 @@ void FileScanner::Private::completeAndFlush(QList<FileRecord> &batch, const Flus
 {
     if (batch.isEmpty())
         return;
-    const QSet<QString> unchanged = store ? store->unchangedPaths(batch) : QSet<QString>();
+    const QHash<QString, FileKind> unchanged = store ? store->unchangedKinds(batch) : QHash<QString, FileKind>();
     QList<FileRecord> ready;
     ready.reserve(batch.size());
-    for (FileRecord &record : batch) {
-        if (!unchanged.contains(record.path)) {
+    for (qsizetype i = 0; i < batch.size(); ++i) {
+        FileRecord &record = batch[i];
+        const Pending &state = pending.at(i);
+        const auto stored = unchanged.constFind(record.path);
+        if (stored != unchanged.constEnd()) {
+            // Only the light facts are written; they follow the stored kind.
+            if (*stored != record.kind)
+                applyKind(record, *stored, state);
+        } else {
             // A record stored without its facts would look unchanged at the
             // next scan and never get them: after cancellation, leave it for
             // the next walk instead.
             if (token.isCancelled())
                 continue;
+            if (!state.typeDecided) {
+                const QMimeType type = mimeDatabase.mimeTypeForFile(record.path, QMimeDatabase::MatchDefault);
+                record.uti = type.isValid() ? std::optional<QString>(type.name()) : std::nullopt;
+                applyKind(record, FileKinds::kind(type), state);
+            }
             readContentFacts(record);
         }
         ready.append(std::move(record));
     }
     batch.clear();
+    pending.clear();
     if (!ready.isEmpty())
         flush(ready);
 }
@@ -320,6 +433,7 @@ qint64 FileScanner::skippedNameCount() const
 qint64 FileScanner::walk(const QString &root, int batchSize, const Flush &flush, const CancellationToken &token)
 {
     d->skippedNames = 0;
+    d->pending.clear();
     d->recentlyUsed.refresh();
     const QString rootPath = QDir::cleanPath(QDir(root).absolutePath());
     const auto rootStat = statPath(QFile::encodeName(rootPath));
@@ -380,10 +494,12 @@ qint64 FileScanner::walk(const QString &root, int batchSize, const Flush &flush,
         }
         if (!stat->isDirectory() && !stat->isRegular())
             continue; // pipes, sockets, devices
-        auto record = d->build(path, name, *stat);
+        Private::Pending state;
+        auto record = d->build(path, name, *stat, state);
         if (!record)
             continue;
         batch.append(std::move(*record));
+        d->pending.append(state);
         ++count;
         if (batch.size() >= batchSize)
             d->completeAndFlush(batch, flush, token);
@@ -402,10 +518,14 @@ std::optional<FileRecord> FileScanner::record(const QString &path)
     if (stat->isDirectory() ? !isPackageName(name) : !stat->isRegular())
         return std::nullopt;
     d->recentlyUsed.refresh();
-    auto record = d->build(cleaned, name, *stat);
+    Private::Pending state;
+    auto record = d->build(cleaned, name, *stat, state);
     if (!record)
         return std::nullopt;
-    if (!d->store || !d->store->unchangedPaths({*record}).contains(record->path))
-        d->readContentFacts(*record);
-    return record;
+    std::optional<FileRecord> result;
+    QList<FileRecord> batch{*record};
+    d->pending = {state};
+    d->completeAndFlush(batch, [&](const QList<FileRecord> &ready) { result = ready.first(); },
+                        CancellationToken::none());
+    return result;
 }

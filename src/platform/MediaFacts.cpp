@@ -65,6 +65,15 @@ void silenceLibraries()
     std::call_once(once, [] {
         av_log_set_level(AV_LOG_QUIET);
         poppler::set_debug_error_function([](const std::string &, void *) {}, nullptr);
+        // Poppler builds its global tables when the first document opens
+        // and tears them down when the last one closes, which costs more
+        // than reading a page count. One empty document, kept for the life of
+        // the process, keeps them.
+        static const char emptyPDF[] = "%PDF-1.4\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n"
+                                       "2 0 obj<</Type/Pages/Kids[]/Count 0>>endobj\n"
+                                       "trailer<</Root 1 0 R>>\n%%EOF\n";
+        static std::unique_ptr<poppler::document> keeper(
+            poppler::document::load_from_raw_data(emptyPDF, int(sizeof emptyPDF - 1)));
     });
 }
 
@@ -102,6 +111,13 @@ AudioVisual audioVisual(const QString &path)
     const auto readFacts = [&] {
         if (context->duration != AV_NOPTS_VALUE && context->duration > 0)
             facts.duration = double(context->duration) / AV_TIME_BASE;
+        // Most demuxers give each stream's duration from the header alone;
+        // the container's own duration waits for the stream analysis.
+        for (unsigned i = 0; !facts.duration && i < context->nb_streams; ++i) {
+            const AVStream *stream = context->streams[i];
+            if (stream->duration != AV_NOPTS_VALUE && stream->duration > 0 && stream->time_base.den > 0)
+                facts.duration = double(stream->duration) * av_q2d(stream->time_base);
+        }
         for (unsigned i = 0; i < context->nb_streams; ++i) {
             const AVCodecParameters *parameters = context->streams[i]->codecpar;
             const bool attachedPicture = context->streams[i]->disposition & AV_DISPOSITION_ATTACHED_PIC;

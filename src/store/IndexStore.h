@@ -95,10 +95,9 @@ public:
     // file (same size, modification time within a millisecond) gets a light
     // update that keeps its derived data; a changed one is reset.
     void upsert(const QList<FileRecord> &records, const QString &root, double seenAt);
-    // The paths of those records that upsert would only lightly update, so a
-    // scan can skip reading their content. One statement per call: keep
-    // batches within SQLite's parameter limit (a scan batch of 400 is).
-    QSet<QString> unchangedPaths(const QList<FileRecord> &records) const;
+    // The records that upsert would only lightly update, by path, with the
+    // kind stored for each: a scan skips reading their content.
+    QHash<QString, FileKind> unchangedKinds(const QList<FileRecord> &records) const;
 
     // Replaces an owner's passages; the first one carries the title. Meant to
     // run inside a transaction.
@@ -177,6 +176,9 @@ private:
     // A file's passages, then its row. Runs inside the caller's transaction.
     void deleteFileRows(qint64 id);
     void deleteEach(const QString &selectIDs, const SQLBindings &bindings);
+    // The light update of unchanged files: last-used and added dates,
+    // source, screenshot flag, seen time and root.
+    void lightUpdate(const QList<std::pair<qint64, const FileRecord *>> &rows, const QString &root, double seenAt);
     // setPassages without the delete, for an owner that has none yet.
     void insertPassages(const QString &ownerType, const QString &ownerID, const QString &title,
                         const QStringList &bodies);
