@@ -79,7 +79,9 @@ FileKind computeKind(const QMimeType &type)
     const QString name = type.name();
     QStringList names{name};
     names += type.aliases();
-    QStringList lineage = names;
+    // Aliases name the same type under other media ("image/pdf" for PDF),
+    // so only the type and its ancestors tell the medium.
+    QStringList lineage{name};
     const QStringList ancestors = type.allAncestors();
     lineage += ancestors;
     const auto any = [&](auto &&test) { return std::any_of(lineage.cbegin(), lineage.cend(), test); };
