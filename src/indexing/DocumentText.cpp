@@ -35,7 +35,8 @@ void MarkupStripper::feed(QStringView markup)
                 m_text.append(c);
         } else if (c == u'>') {
             closeTag();
-        } else {
+        } else if (m_tag.size() < maxTagPrefix) {
+            // Only the start of a tag decides what it writes.
             m_tag.append(c);
         }
     }
@@ -51,10 +52,10 @@ void MarkupStripper::closeTag()
                                                      QLatin1String("text:line-break")};
     static const QLatin1String documentTabs[] = {QLatin1String("text:tab")};
 
-    const QString tag = m_tag.toLower();
-    const auto startsWithAny = [&tag](const auto &prefixes) {
-        return std::any_of(std::begin(prefixes), std::end(prefixes),
-                           [&tag](QLatin1String prefix) { return tag.startsWith(prefix); });
+    const auto startsWithAny = [this](const auto &prefixes) {
+        return std::any_of(std::begin(prefixes), std::end(prefixes), [this](QLatin1String prefix) {
+            return m_tag.startsWith(prefix, Qt::CaseInsensitive);
+        });
     };
     const bool openDocument = m_tags == MarkupTags::openDocument;
     if (startsWithAny(lineEnds) || (openDocument && startsWithAny(documentLineEnds)))
@@ -209,19 +210,32 @@ QString scannedPagesText(const PdfDocument &document)
     return text;
 }
 
+// PDF writers set "fi", "fl" and the like as one ligature glyph; spelled out,
+// the words can be found as they are typed.
+QString withoutLigatures(QString text)
+{
+    for (qsizetype i = text.size() - 1; i >= 0; --i) {
+        const char16_t c = text.at(i).unicode();
+        if (c >= 0xFB00 && c <= 0xFB06)
+            text.replace(i, 1, QString(QChar(c)).normalized(QString::NormalizationForm_KC));
+    }
+    return text;
+}
+
 ExtractedText pdfText(const QString &path)
 {
     const PdfDocument document(path);
     if (!document.isOpen())
         return {};
-    const qint64 pageCount = document.pageCount();
+    // A locked document's pages, their count included, can't be read.
     if (document.isLocked())
-        return {QString(), pageCount};
+        return {QString(), {}};
+    const qint64 pageCount = document.pageCount();
 
     QString text;
     const int readable = std::min<qint64>(pageCount, maxTextLayerPages);
     for (int i = 0; i < readable && text.size() <= maxCharacters; ++i) {
-        const QString page = document.pageText(i);
+        const QString page = withoutLigatures(document.pageText(i));
         if (!page.isEmpty())
             text += QStringLiteral("\n\n") + page;
     }

@@ -63,6 +63,8 @@ public:
 private:
     void closeTag();
 
+    static constexpr qsizetype maxTagPrefix = 32;
+
     MarkupTags m_tags;
     QString m_text;
     QString m_tag;

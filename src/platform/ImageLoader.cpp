@@ -25,7 +25,10 @@ QImage readBounded(QImageReader &reader, int longestSide)
     if (!stored.isValid() || stored.isEmpty())
         return {};
     const bool tooLarge = std::max(stored.width(), stored.height()) > longestSide;
-    if (tooLarge && reader.supportsOption(QImageIOHandler::ScaledSize)) {
+    // Only JPEG truly decodes at a smaller scale (libjpeg's DCT scaling);
+    // other handlers that take a scaled size decode the whole image first.
+    const bool decodesScaled = reader.format() == "jpeg" && reader.supportsOption(QImageIOHandler::ScaledSize);
+    if (tooLarge && decodesScaled) {
         reader.setScaledSize(stored.scaled(longestSide, longestSide, Qt::KeepAspectRatio));
     } else if (qint64(stored.width()) * stored.height() > ImageLoader::maxFullDecodePixels) {
         return {};

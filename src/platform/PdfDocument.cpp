@@ -38,12 +38,13 @@ bool PdfDocument::isLocked() const
 
 int PdfDocument::pageCount() const
 {
-    return m_document ? m_document->pages() : 0;
+    // Poppler can't count the pages of a locked document (and crashes trying).
+    return m_document && !m_document->is_locked() ? m_document->pages() : 0;
 }
 
 QString PdfDocument::pageText(int index) const
 {
-    if (!m_document || index < 0 || index >= m_document->pages())
+    if (index < 0 || index >= pageCount())
         return {};
     const std::unique_ptr<poppler::page> page(m_document->create_page(index));
     if (!page)
@@ -53,7 +54,7 @@ QString PdfDocument::pageText(int index) const
 
 QImage PdfDocument::renderPage(int index, int longestSide) const
 {
-    if (!m_document || index < 0 || index >= m_document->pages())
+    if (index < 0 || index >= pageCount())
         return {};
     const std::unique_ptr<poppler::page> page(m_document->create_page(index));
     if (!page)

@@ -23,6 +23,7 @@ public:
     bool isOpen() const { return m_document != nullptr; }
     // Encrypted with a password we don't have: the pages can't be read.
     bool isLocked() const;
+    // 0 for a locked document, whose pages can't be read.
     int pageCount() const;
 
     // The page's text in reading order; empty when the page has none.

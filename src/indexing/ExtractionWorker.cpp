@@ -1,0 +1,277 @@
+#include "indexing/ExtractionWorker.h"
+
+#include <QCoreApplication>
+#include <QDataStream>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QtEndian>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+const QByteArray hello = QByteArrayLiteral("larder-extract-worker/1");
+// No answer is anywhere near this: the text is capped at 80,000 characters.
+constexpr quint32 maxFrameBytes = 16 * 1024 * 1024;
+
+QByteArray frame(const QByteArray &payload)
+{
+    QByteArray bytes(4, Qt::Uninitialized);
+    qToBigEndian<quint32>(quint32(payload.size()), bytes.data());
+    return bytes + payload;
+}
+
+template<typename Write>
+QByteArray encoded(Write write)
+{
+    QByteArray payload;
+    QDataStream stream(&payload, QIODevice::WriteOnly);
+    stream.setVersion(QDataStream::Qt_6_4);
+    write(stream);
+    return payload;
+}
+
+QDataStream &operator<<(QDataStream &stream, const std::optional<QString> &value)
+{
+    return stream << bool(value) << value.value_or(QString());
+}
+
+QDataStream &operator>>(QDataStream &stream, std::optional<QString> &value)
+{
+    bool present = false;
+    QString text;
+    stream >> present >> text;
+    value = present ? std::optional(text) : std::nullopt;
+    return stream;
+}
+
+QDataStream &operator<<(QDataStream &stream, const std::optional<qint64> &value)
+{
+    return stream << bool(value) << value.value_or(0);
+}
+
+QDataStream &operator>>(QDataStream &stream, std::optional<qint64> &value)
+{
+    bool present = false;
+    qint64 number = 0;
+    stream >> present >> number;
+    value = present ? std::optional(number) : std::nullopt;
+    return stream;
+}
+
+// ---- the child's side ----
+
+bool readFully(int fd, char *into, size_t count)
+{
+    while (count > 0) {
+        const ssize_t n = ::read(fd, into, count);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        into += n;
+        count -= size_t(n);
+    }
+    return true;
+}
+
+bool writeFully(int fd, const QByteArray &bytes)
+{
+    const char *from = bytes.constData();
+    size_t count = size_t(bytes.size());
+    while (count > 0) {
+        const ssize_t n = ::write(fd, from, count);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        from += n;
+        count -= size_t(n);
+    }
+    return true;
+}
+
+std::optional<QByteArray> readRequest(int fd)
+{
+    char length[4];
+    if (!readFully(fd, length, sizeof length))
+        return std::nullopt;
+    const quint32 size = qFromBigEndian<quint32>(length);
+    if (size > maxFrameBytes)
+        return std::nullopt;
+    QByteArray payload(qsizetype(size), Qt::Uninitialized);
+    if (!readFully(fd, payload.data(), size))
+        return std::nullopt;
+    return payload;
+}
+
+// The test switch: "crash:PATTERN;hang:PATTERN".
+void injectFault(const QString &path)
+{
+    const QString faults = qEnvironmentVariable(ExtractionWorker::faultVariable);
+    if (faults.isEmpty())
+        return;
+    const QString name = QFileInfo(path).fileName();
+    for (const QString &fault : faults.split(u';', Qt::SkipEmptyParts)) {
+        const qsizetype colon = fault.indexOf(u':');
+        if (colon < 0)
+            continue;
+        const QRegularExpression pattern(QRegularExpression::wildcardToRegularExpression(fault.mid(colon + 1)),
+                                         QRegularExpression::UseUnicodePropertiesOption);
+        if (!pattern.match(name).hasMatch())
+            continue;
+        const QStringView what = QStringView(fault).left(colon);
+        if (what == QLatin1String("crash"))
+            std::abort();
+        if (what == QLatin1String("hang")) {
+            for (;;)
+                ::pause();
+        }
+    }
+}
+
+} // namespace
+
+int ExtractionWorker::serve()
+{
+    if (!writeFully(STDOUT_FILENO, frame(hello)))
+        return 1;
+    for (;;) {
+        const std::optional<QByteArray> request = readRequest(STDIN_FILENO);
+        if (!request)
+            return 0;
+        QDataStream in(*request);
+        in.setVersion(QDataStream::Qt_6_4);
+        FileRecord record;
+        QString kind;
+        in >> record.path >> record.ext >> record.uti >> kind >> record.size >> record.isScreenshot;
+        record.kind = fileKindFromRawValue(kind);
+        if (in.status() != QDataStream::Ok)
+            return 1;
+
+        injectFault(record.path);
+        const ExtractedText result = DocumentText::extractText(record);
+        const QByteArray answer = encoded([&](QDataStream &out) { out << result.text << result.pages; });
+        if (!writeFully(STDOUT_FILENO, frame(answer)))
+            return 0;
+    }
+}
+
+// ---- the parent's side ----
+
+ExtractionWorker::ExtractionWorker()
+    : ExtractionWorker(Options())
+{
+}
+
+ExtractionWorker::ExtractionWorker(Options options)
+    : m_options(std::move(options))
+{
+    if (m_options.program.isEmpty())
+        m_options.program = QCoreApplication::applicationFilePath();
+}
+
+ExtractionWorker::~ExtractionWorker()
+{
+    std::lock_guard guard(m_mutex);
+    m_child.finish();
+}
+
+int ExtractionWorker::startCount() const
+{
+    std::lock_guard guard(m_mutex);
+    return m_startCount;
+}
+
+namespace {
+
+// One frame from the child: its payload, or the reason there is none.
+ChildProcess::ReadStatus readFrame(ChildProcess &child, QByteArray &payload, ChildProcess::Clock::time_point deadline,
+                                   const std::function<bool()> &isCancelled)
+{
+    QByteArray length;
+    ChildProcess::ReadStatus status = child.readExactly(length, 4, deadline, isCancelled);
+    if (status != ChildProcess::ReadStatus::data)
+        return status;
+    const quint32 size = qFromBigEndian<quint32>(length.constData());
+    if (size > maxFrameBytes)
+        return ChildProcess::ReadStatus::failed;
+    payload.clear();
+    return child.readExactly(payload, size, deadline, isCancelled);
+}
+
+} // namespace
+
+bool ExtractionWorker::ensureStarted()
+{
+    if (m_child.isRunning())
+        return true;
+    ChildProcess::Setup setup;
+    setup.program = m_options.program;
+    setup.arguments = {QStringLiteral("extract-worker")};
+    // One OCR thread per worker: there is one worker per extraction slot.
+    setup.environment = QStringList{QStringLiteral("OMP_THREAD_LIMIT=1")} + m_options.environment;
+    setup.addressSpaceLimit = m_options.addressSpaceLimit;
+    setup.input = ChildProcess::Setup::Input::connected;
+    if (!m_child.start(setup))
+        return false;
+    ++m_startCount;
+    QByteArray greeting;
+    const auto deadline = ChildProcess::Clock::now() + m_options.startTimeLimit;
+    if (readFrame(m_child, greeting, deadline, {}) != ChildProcess::ReadStatus::data || greeting != hello) {
+        m_child.kill();
+        return false;
+    }
+    return true;
+}
+
+ExtractionWorker::Result ExtractionWorker::extract(const FileRecord &record, const CancellationToken &token)
+{
+    std::lock_guard guard(m_mutex);
+    if (token.isCancelled())
+        return {{}, Outcome::cancelled};
+    if (!ensureStarted())
+        return {{}, Outcome::unavailable};
+
+    const QByteArray request = encoded([&](QDataStream &out) {
+        out << record.path << record.ext << record.uti << fileKindRawValue(record.kind) << record.size
+            << record.isScreenshot;
+    });
+    if (!m_child.write(frame(request))) {
+        // The worker went away between two files: start afresh once.
+        m_child.kill();
+        if (!ensureStarted() || !m_child.write(frame(request))) {
+            m_child.kill();
+            return {{}, Outcome::unavailable};
+        }
+    }
+
+    QByteArray answer;
+    const auto deadline = ChildProcess::Clock::now() + m_options.timeLimit;
+    const auto status = readFrame(m_child, answer, deadline, [&token] { return token.isCancelled(); });
+    if (status != ChildProcess::ReadStatus::data) {
+        m_child.kill();
+        switch (status) {
+        case ChildProcess::ReadStatus::timedOut:
+            return {{}, Outcome::timedOut};
+        case ChildProcess::ReadStatus::cancelled:
+            return {{}, Outcome::cancelled};
+        default:
+            return {{}, Outcome::crashed};
+        }
+    }
+
+    QDataStream in(answer);
+    in.setVersion(QDataStream::Qt_6_4);
+    Result result;
+    in >> result.content.text >> result.content.pages;
+    if (in.status() != QDataStream::Ok) {
+        m_child.kill();
+        return {{}, Outcome::crashed};
+    }
+    return result;
+}
