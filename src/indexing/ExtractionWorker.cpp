@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -130,6 +131,12 @@ void injectFault(const QString &path)
         if (what == QLatin1String("hang")) {
             for (;;)
                 ::pause();
+        }
+        if (what == QLatin1String("memory")) {
+            // Touches 3 GiB, which the address-space cap must refuse: the
+            // refusal ends the worker, as a real runaway reader would.
+            std::vector<char> hog(size_t(3) << 30, 'x');
+            [[maybe_unused]] volatile char last = hog.back();
         }
     }
 }

@@ -12,9 +12,10 @@
 // frame; then for each request frame (path, extension, MIME type, kind, size,
 // screenshot flag) it answers one frame (text or none, pages or none).
 //
-// Test switch: LARDER_EXTRACT_FAULT="crash:PATTERN" or "hang:PATTERN" (more
-// than one joined by ";") makes the worker crash or stall on a file whose
-// name matches the wildcard PATTERN, to prove the limits.
+// Test switch: LARDER_EXTRACT_FAULT="crash:PATTERN", "hang:PATTERN" or
+// "memory:PATTERN" (more than one joined by ";") makes the worker crash,
+// stall, or try to take 3 GiB of memory on a file whose name matches the
+// wildcard PATTERN, to prove the limits.
 #pragma once
 
 #include "core/Tasks.h"
