@@ -4,14 +4,12 @@
 // library on disk as passages. Prints both times and the ratio (goal: within
 // 1.5 times pdftotext's time).
 #include "indexing/DocumentText.h"
-#include "indexing/ExtractionWorker.h"
-#include "platform/ChildProcess.h"
+#include "BenchSupport.h"
 #include "store/IndexStore.h"
 
 #include "support/DocumentFixtures.h"
 
 #include <QElapsedTimer>
-#include <QFileInfo>
 #include <QGuiApplication>
 #include <QTemporaryDir>
 #include <QUrl>
@@ -50,42 +48,31 @@ int main(int argc, char **argv)
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
     QTemporaryDir dir;
-    QStringList paths;
-    for (int i = 0; i < fileCount; ++i) {
-        paths << dir.filePath(QStringLiteral("report-%1.pdf").arg(i));
-        DocumentFixtures::writeTextPdf(paths.last(), pagesOf(i));
-    }
+    const QStringList paths = DocumentFixtures::makeFiles(
+        dir.path(), fileCount, [](int i) { return QStringLiteral("report-%1.pdf").arg(i); },
+        [](const QString &path, int i) { DocumentFixtures::writeTextPdf(path, pagesOf(i)); });
 
     // pdftotext, one process per file as a shell loop would run it.
-    QElapsedTimer timer;
-    timer.start();
+    const auto reference = BenchSupport::runReference(
+        QStringLiteral("pdftotext"),
+        [](const QString &path) {
+            return QStringList{QStringLiteral("-enc"), QStringLiteral("UTF-8"), path, QStringLiteral("-")};
+        },
+        paths);
+    if (!reference)
+        return 1;
     qint64 referenceCharacters = 0;
-    for (const QString &path : std::as_const(paths)) {
-        ChildProcess::Setup setup;
-        setup.program = QStringLiteral("pdftotext");
-        setup.arguments = {QStringLiteral("-enc"), QStringLiteral("UTF-8"), path, QStringLiteral("-")};
-        const auto output = ChildProcess::output(setup, std::chrono::seconds(30), 64 * 1024 * 1024);
-        if (!output) {
-            std::fprintf(stderr, "pdftotext failed on %s\n", qPrintable(path));
-            return 1;
-        }
-        referenceCharacters += QString::fromUtf8(*output).size();
-    }
-    const double reference = timer.nsecsElapsed() / 1e9;
+    for (const QString &output : reference->outputs)
+        referenceCharacters += output.size();
 
     // Larder: the worker process, then the passages written to the library.
     const auto store = IndexStore::open(QUrl::fromLocalFile(dir.filePath(QStringLiteral("Library.sqlite"))));
-    ExtractionWorker::Options options;
-    options.program = QStringLiteral(LARDER_BINARY);
-    ExtractionWorker worker(options);
-    timer.restart();
+    ExtractionWorker worker(BenchSupport::workerOptions());
+    QElapsedTimer timer;
+    timer.start();
     qint64 characters = 0;
     for (int i = 0; i < fileCount; ++i) {
-        FileRecord record;
-        record.path = paths.at(i);
-        record.name = QFileInfo(record.path).fileName();
-        record.ext = QStringLiteral("pdf");
-        record.kind = FileKind::document;
+        const FileRecord record = DocumentFixtures::recordOf(paths.at(i), FileKind::document);
         const ExtractionWorker::Result result = worker.extract(record);
         if (result.outcome != ExtractionWorker::Outcome::extracted || !result.content.text) {
             std::fprintf(stderr, "no text from %s\n", qPrintable(record.path));
@@ -101,21 +88,16 @@ int main(int argc, char **argv)
 
     // The same extraction in this process, without a worker or the library.
     timer.restart();
-    for (const QString &path : std::as_const(paths)) {
-        FileRecord record;
-        record.path = path;
-        record.ext = QStringLiteral("pdf");
-        record.kind = FileKind::document;
-        DocumentText::extractText(record);
-    }
+    for (const QString &path : std::as_const(paths))
+        DocumentText::extractText(DocumentFixtures::recordOf(path, FileKind::document));
     const double inProcess = timer.nsecsElapsed() / 1e9;
 
     std::printf("PDF text of %d files (3 pages each)\n", fileCount);
-    std::printf("  pdftotext:                      %7.3f s  (%lld characters)\n", reference,
+    std::printf("  pdftotext:                      %7.3f s  (%lld characters)\n", reference->seconds,
                 static_cast<long long>(referenceCharacters));
     std::printf("  larder (worker + library write): %7.3f s  (%lld characters)\n", larder,
                 static_cast<long long>(characters));
     std::printf("  larder readers alone, in process: %6.3f s\n", inProcess);
-    std::printf("  ratio larder / pdftotext: %.2f (goal: 1.5 or less)\n", larder / reference);
+    std::printf("  ratio larder / pdftotext: %.2f (goal: 1.5 or less)\n", larder / reference->seconds);
     return 0;
 }

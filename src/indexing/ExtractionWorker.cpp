@@ -66,34 +66,32 @@ QDataStream &operator>>(QDataStream &stream, std::optional<qint64> &value)
 
 // ---- the child's side ----
 
-bool readFully(int fd, char *into, size_t count)
+// Repeats a read or write step until count bytes are through; false at an
+// end of file or an error.
+template<typename Step>
+bool transferAll(size_t count, Step step)
 {
-    while (count > 0) {
-        const ssize_t n = ::read(fd, into, count);
+    size_t done = 0;
+    while (done < count) {
+        const ssize_t n = step(done);
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
             return false;
-        into += n;
-        count -= size_t(n);
+        done += size_t(n);
     }
     return true;
 }
 
+bool readFully(int fd, char *into, size_t count)
+{
+    return transferAll(count, [&](size_t done) { return ::read(fd, into + done, count - done); });
+}
+
 bool writeFully(int fd, const QByteArray &bytes)
 {
-    const char *from = bytes.constData();
-    size_t count = size_t(bytes.size());
-    while (count > 0) {
-        const ssize_t n = ::write(fd, from, count);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        from += n;
-        count -= size_t(n);
-    }
-    return true;
+    const size_t count = size_t(bytes.size());
+    return transferAll(count, [&](size_t done) { return ::write(fd, bytes.constData() + done, count - done); });
 }
 
 std::optional<QByteArray> readRequest(int fd)

@@ -14,17 +14,6 @@ using namespace DocumentFixtures;
 
 namespace {
 
-FileRecord recordOf(const QString &path, FileKind kind = FileKind::document)
-{
-    FileRecord record;
-    record.path = path;
-    record.name = QFileInfo(path).fileName();
-    record.ext = QFileInfo(path).suffix().toLower();
-    record.kind = kind;
-    record.size = QFileInfo(path).size();
-    return record;
-}
-
 ExtractedText extract(const QString &path, FileKind kind = FileKind::document)
 {
     return DocumentText::extractText(recordOf(path, kind));

@@ -16,6 +16,29 @@
 
 namespace DocumentFixtures {
 
+FileRecord recordOf(const QString &path, FileKind kind)
+{
+    const QFileInfo info(path);
+    FileRecord record;
+    record.path = path;
+    record.name = info.fileName();
+    record.ext = info.suffix().toLower();
+    record.kind = kind;
+    record.size = info.size();
+    return record;
+}
+
+QStringList makeFiles(const QString &folder, int count, const std::function<QString(int)> &nameOf,
+                      const std::function<void(const QString &, int)> &write)
+{
+    QStringList paths;
+    for (int i = 0; i < count; ++i) {
+        paths << QDir(folder).filePath(nameOf(i));
+        write(paths.last(), i);
+    }
+    return paths;
+}
+
 namespace {
 
 QFont fixtureFont(int pixelSize)

@@ -3,6 +3,8 @@
 // office and OpenDocument files written with libzip.
 #pragma once
 
+#include "store/FileRecord.h"
+
 #include <QByteArray>
 #include <QImage>
 #include <QList>
@@ -10,7 +12,18 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
+
 namespace DocumentFixtures {
+
+// The record of a file on disk, as the scanner would give it: name,
+// lowercased extension, size and the given kind.
+FileRecord recordOf(const QString &path, FileKind kind = FileKind::document);
+
+// Makes count files in folder, named by nameOf(i) and written by write(path, i);
+// returns their paths in order.
+QStringList makeFiles(const QString &folder, int count, const std::function<QString(int)> &nameOf,
+                      const std::function<void(const QString &, int)> &write);
 
 // A PDF whose pages carry the given texts as real text (a text layer).
 void writeTextPdf(const QString &path, const QStringList &pages);
