@@ -280,3 +280,41 @@ ExtractionWorker::Result ExtractionWorker::extract(const FileRecord &record, con
     }
     return result;
 }
+
+// ---- slots ----
+
+ExtractionSlots::ExtractionSlots(int count, const ExtractionWorker::Options &options)
+{
+    for (int i = 0; i < std::max(count, 1); ++i) {
+        m_workers.push_back(std::make_unique<ExtractionWorker>(options));
+        m_free.push_back(m_workers.back().get());
+    }
+}
+
+ExtractionSlots::~ExtractionSlots() = default;
+
+ExtractionWorker::Result ExtractionSlots::extract(const FileRecord &record, const CancellationToken &token)
+{
+    ExtractionWorker *worker = nullptr;
+    {
+        std::unique_lock lock(m_mutex);
+        m_released.wait(lock, [this] { return !m_free.empty(); });
+        worker = m_free.back();
+        m_free.pop_back();
+    }
+    const ExtractionWorker::Result result = worker->extract(record, token);
+    {
+        std::lock_guard guard(m_mutex);
+        m_free.push_back(worker);
+    }
+    m_released.notify_one();
+    return result;
+}
+
+int ExtractionSlots::startCount() const
+{
+    int total = 0;
+    for (const auto &worker : m_workers)
+        total += worker->startCount();
+    return total;
+}

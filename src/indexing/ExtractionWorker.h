@@ -25,7 +25,10 @@
 #include <QStringList>
 
 #include <chrono>
+#include <condition_variable>
+#include <memory>
 #include <mutex>
+#include <vector>
 
 class ExtractionWorker
 {
@@ -83,4 +86,28 @@ private:
     mutable std::mutex m_mutex;
     ChildProcess m_child;
     int m_startCount = 0;
+};
+
+// The extraction slots of indexing: a fixed number of workers, each its own
+// process, handed to callers one at a time. With as many callers as slots,
+// that many files are really in flight.
+class ExtractionSlots
+{
+public:
+    explicit ExtractionSlots(int count = 2, const ExtractionWorker::Options &options = {});
+    ~ExtractionSlots();
+
+    // Extracts with a free worker, waiting for one while all are busy.
+    ExtractionWorker::Result extract(const FileRecord &record,
+                                     const CancellationToken &token = CancellationToken::none());
+
+    int count() const { return int(m_workers.size()); }
+    // Worker processes started over all slots.
+    int startCount() const;
+
+private:
+    std::vector<std::unique_ptr<ExtractionWorker>> m_workers;
+    std::mutex m_mutex;
+    std::condition_variable m_released;
+    std::vector<ExtractionWorker *> m_free;
 };

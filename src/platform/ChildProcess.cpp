@@ -103,6 +103,11 @@ bool ChildProcess::start(const Setup &setup)
         ::dup2(connectInput ? sockets[1] : nullDevice, STDIN_FILENO);
         ::dup2(sockets[1], STDOUT_FILENO);
         ::dup2(nullDevice, STDERR_FILENO);
+        // Nothing else of ours leaks into the child, CLOEXEC or not.
+        ::close_range(3, ~0U, 0);
+        sigset_t none;
+        sigemptyset(&none);
+        ::sigprocmask(SIG_SETMASK, &none, nullptr);
         ::setrlimit(RLIMIT_CORE, &noCore);
         if (setup.addressSpaceLimit)
             ::setrlimit(RLIMIT_AS, &addressSpace);

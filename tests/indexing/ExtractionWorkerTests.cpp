@@ -197,3 +197,20 @@ TEST(ExtractionWorker, TheWorkerCommandStaysOutOfTheGeneralHelp)
     EXPECT_TRUE(help.out.contains(QStringLiteral("info")));
     EXPECT_FALSE(help.out.contains(QStringLiteral("extract-worker")));
 }
+
+TEST(ExtractionSlots, ManyCallersShareTwoWorkerProcesses)
+{
+    ExtractionSlots slots(2, options());
+    std::vector<ExtractionWorker::Result> results(6);
+    std::vector<std::thread> callers;
+    for (int i = 0; i < 6; ++i) {
+        callers.emplace_back([&, i] {
+            results[size_t(i)] = slots.extract(textFile(QStringLiteral("slot-%1.txt").arg(i), QByteArray::number(i)));
+        });
+    }
+    for (std::thread &caller : callers)
+        caller.join();
+    for (int i = 0; i < 6; ++i)
+        EXPECT_EQ(results[size_t(i)].content.text, QString::number(i));
+    EXPECT_LE(slots.startCount(), 2);
+}
