@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -143,7 +144,13 @@ void injectFault(const QString &path)
 
 int ExtractionWorker::serve()
 {
-    if (!writeFully(STDOUT_FILENO, frame(hello)))
+    // The answers get a descriptor of their own, and standard output goes
+    // where standard error goes, so that a reader library printing to
+    // standard output can't corrupt the frames.
+    const int answers = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+    if (answers < 0 || ::dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
+        return 1;
+    if (!writeFully(answers, frame(hello)))
         return 1;
     for (;;) {
         const std::optional<QByteArray> request = readRequest(STDIN_FILENO);
@@ -161,7 +168,7 @@ int ExtractionWorker::serve()
         injectFault(record.path);
         const ExtractedText result = DocumentText::extractText(record);
         const QByteArray answer = encoded([&](QDataStream &out) { out << result.text << result.pages; });
-        if (!writeFully(STDOUT_FILENO, frame(answer)))
+        if (!writeFully(answers, frame(answer)))
             return 0;
     }
 }
