@@ -408,6 +408,11 @@ std::optional<QString> readPlainText(const QString &path)
 
 ExtractedText extractText(const FileRecord &record)
 {
+    // Packages are folders; anything else but a regular file (a pipe, a
+    // device) could block a reader forever.
+    const QFileInfo info(record.path);
+    if (!info.isFile() && !info.isDir())
+        return {};
     try {
         switch (record.kind) {
         case FileKind::image:

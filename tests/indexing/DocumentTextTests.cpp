@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 using namespace DocumentFixtures;
 
 namespace {
@@ -145,6 +147,16 @@ TEST(PlainText, ABinaryFileNamedTxtGivesNothing)
         bytes += char(i * 7 % 256);
     TestEnvironment::writeFile(file(QStringLiteral("firmware.txt")), bytes);
     EXPECT_EQ(extract(file(QStringLiteral("firmware.txt"))), ExtractedText());
+}
+
+TEST(PlainText, PipesAndDevicesAreNotRead)
+{
+    for (const QString &name : {QStringLiteral("pipe.txt"), QStringLiteral("pipe.pdf")})
+        ASSERT_EQ(::mkfifo(QFile::encodeName(file(name)).constData(), 0600), 0);
+    // Opening a pipe for reading would wait for a writer that never comes.
+    EXPECT_EQ(extract(file(QStringLiteral("pipe.txt"))), ExtractedText());
+    EXPECT_EQ(extract(file(QStringLiteral("pipe.pdf"))), ExtractedText());
+    EXPECT_EQ(extract(QStringLiteral("/dev/zero")), ExtractedText());
 }
 
 // ---- PDF ----
