@@ -150,6 +150,8 @@ int ExtractionWorker::serve()
     const int answers = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
     if (answers < 0 || ::dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
         return 1;
+    // Extraction is background work wherever the worker was started from.
+    Tasks::lowerCurrentThreadPriority();
     if (!writeFully(answers, frame(hello)))
         return 1;
     for (;;) {
