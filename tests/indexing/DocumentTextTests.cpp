@@ -395,3 +395,10 @@ TEST(RichText, ReadThroughTheHelperWithoutItsHeader)
     EXPECT_TRUE(text->contains(QStringLiteral("Second line.")));
     EXPECT_FALSE(text->contains(QStringLiteral("###")));
 }
+
+TEST(RichText, DocFilesFallBackFromAntiwordToCatdoc)
+{
+    // Not a Word binary: antiword refuses it, catdoc reads it as text.
+    TestEnvironment::writeFile(file(QStringLiteral("notes.doc")), "Old notes saved as doc.\nSecond line.\n");
+    EXPECT_EQ(extract(file(QStringLiteral("notes.doc"))).text, QStringLiteral("Old notes saved as doc.\nSecond line.\n"));
+}
