@@ -229,7 +229,11 @@ bool ExtractionWorker::ensureStarted()
     setup.arguments = {QStringLiteral("extract-worker")};
     // One OCR thread per worker: there is one worker per extraction slot.
     setup.environment = QStringList{QStringLiteral("OMP_THREAD_LIMIT=1")} + m_options.environment;
+#if !defined(__SANITIZE_ADDRESS__)
+    // (AddressSanitizer reserves terabytes of shadow address space, so a
+    // sanitized build runs its workers without the cap.)
     setup.addressSpaceLimit = m_options.addressSpaceLimit;
+#endif
     setup.input = ChildProcess::Setup::Input::connected;
     if (!m_child.start(setup))
         return false;
