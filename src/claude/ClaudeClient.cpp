@@ -76,13 +76,31 @@ CollectedResponse collect(const HTTPRequest &request, qsizetype limit, const Can
     return response;
 }
 
-void checkResponse(const CollectedResponse &response)
+// The key never goes into an error text, not even when a server repeats it.
+QString withoutKey(QString text, const QByteArray &key)
+{
+    if (!key.isEmpty())
+        text.replace(QString::fromUtf8(key), QStringLiteral("[API key]"));
+    return text;
+}
+
+void checkResponse(const CollectedResponse &response, const QByteArray &key)
 {
     if (response.status == 0)
         throw ClaudeError::invalidResponse(QStringLiteral("not an HTTP response"));
     if (response.status >= 200 && response.status <= 299)
         return;
-    throw responseError(response.status, response.body);
+    const ClaudeError error = responseError(response.status, response.body);
+    throw ClaudeError::http(error.status(), error.type(), withoutKey(error.message(), key));
+}
+
+QByteArray keyOf(const HTTPRequest &request)
+{
+    for (const auto &[name, value] : request.headers) {
+        if (name == "x-api-key")
+            return value;
+    }
+    return {};
 }
 
 } // namespace
@@ -257,7 +275,7 @@ ClaudeMessage ClaudeClient::send(const MessageRequest &request, const Cancellati
     const CollectedResponse response = withRetries(
         [&] {
             CollectedResponse collected = collect(http, wholeBodyLimit, token);
-            checkResponse(collected);
+            checkResponse(collected, keyOf(http));
             return collected;
         },
         [&] { return token.isCancelled(); });
@@ -345,7 +363,7 @@ void ClaudeClient::runStream(const HTTPRequest &request, MessageStream &stream, 
                 return;
             }
             throwIfFailed(outcome);
-            checkResponse(CollectedResponse{outcome.status, errorBody});
+            checkResponse(CollectedResponse{outcome.status, errorBody}, keyOf(request));
             throw ClaudeError::invalidResponse(QStringLiteral("the stream opened with status %1").arg(outcome.status));
         },
         isCancelled);
@@ -399,5 +417,5 @@ void ClaudeClient::validateKey(const QString &key, const CancellationToken &toke
     http.url = m_modelsURL;
     http.idleTimeoutSeconds = m_options.validateTimeout;
     http.headers = {{"x-api-key", key.toUtf8()}, {"anthropic-version", apiVersion}};
-    checkResponse(collect(http, errorBodyLimit, token));
+    checkResponse(collect(http, errorBodyLimit, token), keyOf(http));
 }

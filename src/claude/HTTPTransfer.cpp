@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 
+#include <chrono>
 #include <mutex>
 
 namespace {
@@ -54,6 +55,18 @@ size_t onBody(char *data, size_t size, size_t count, void *userData)
         return CURL_WRITEFUNC_ERROR;
     }
     return length;
+}
+
+// Bytes sent and received so far, headers included.
+curl_off_t bytesMoved(CURL *easy)
+{
+    curl_off_t uploaded = 0;
+    curl_off_t downloaded = 0;
+    long headers = 0;
+    curl_easy_getinfo(easy, CURLINFO_SIZE_UPLOAD_T, &uploaded);
+    curl_easy_getinfo(easy, CURLINFO_SIZE_DOWNLOAD_T, &downloaded);
+    curl_easy_getinfo(easy, CURLINFO_HEADER_SIZE, &headers);
+    return uploaded + downloaded + headers;
 }
 
 // Phrases for the failures a person is likely to meet; the rest take
@@ -128,6 +141,14 @@ HTTPOutcome HTTPTransfer::perform(const HTTPRequest &request, const std::functio
     curl_multi_add_handle(multi, easy);
     CURLcode code = CURLE_OK;
     bool cancelled = false;
+    // libcurl's own low-speed check averages over several seconds, so a
+    // stall right after the request was sent would pass unnoticed for that
+    // long; the idle time is therefore also measured here, from the last byte
+    // that moved either way.
+    using Clock = std::chrono::steady_clock;
+    const auto idleLimit = std::chrono::seconds(request.idleTimeoutSeconds);
+    auto lastActivity = Clock::now();
+    curl_off_t lastMoved = 0;
     for (;;) {
         int running = 0;
         const CURLMcode multiCode = curl_multi_perform(multi, &running);
@@ -145,6 +166,14 @@ HTTPOutcome HTTPTransfer::perform(const HTTPRequest &request, const std::functio
         }
         if (isCancelled()) {
             cancelled = true;
+            break;
+        }
+        const curl_off_t moved = bytesMoved(easy);
+        if (moved != lastMoved) {
+            lastMoved = moved;
+            lastActivity = Clock::now();
+        } else if (Clock::now() - lastActivity > idleLimit) {
+            code = CURLE_OPERATION_TIMEDOUT;
             break;
         }
         // Wakes on socket activity, else after a short while to look at the

@@ -52,7 +52,12 @@ FakeReply FakeReply::message(const QString &text, const QByteArray &stopReason)
 
 QByteArray FakeReply::sseFrame(const QByteArray &eventJSON)
 {
-    const std::optional<QString> type = JSONValue::parse(eventJSON)[QStringLiteral("type")].stringValue();
+    std::optional<QString> type;
+    try {
+        type = JSONValue::parse(eventJSON)[QStringLiteral("type")].stringValue();
+    } catch (const JSONError &) {
+        // Scripts send broken events on purpose.
+    }
     return "event: " + type.value_or(QStringLiteral("unknown")).toUtf8() + "\ndata: " + eventJSON + "\n\n";
 }
 
@@ -163,6 +168,9 @@ FakeClaudeServer::FakeClaudeServer()
     d->server.Post("/v1/messages", handler);
     d->server.Get("/v1/models", handler);
     d->server.set_keep_alive_max_count(1);
+    d->server.set_keep_alive_timeout(1);
+    d->server.set_read_timeout(1);
+    d->server.set_write_timeout(1);
     d->port = d->server.bind_to_any_port("127.0.0.1");
     d->thread = std::thread([this] { d->server.listen_after_bind(); });
     while (!d->server.is_running())
