@@ -4,6 +4,8 @@ const QList<Command> &allCommands()
 {
     static const QList<Command> commands{
         infoCommand(),
+        claudeCommand(),
+        keyCommand(),
     };
     return commands;
 }
