@@ -11,6 +11,9 @@
 int main(int argc, char **argv)
 {
     TestEnvironment::isolate();
+    // Test programs never need a display, also when CTest lists their tests.
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
     ::testing::InitGoogleTest(&argc, argv);
     QGuiApplication app(argc, argv);
     const int status = RUN_ALL_TESTS();
