@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 
 #include <chrono>
+#include <csignal>
 #include <mutex>
 
 namespace {
@@ -10,7 +11,12 @@ namespace {
 void initialiseCurlOnce()
 {
     static std::once_flag once;
-    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+    std::call_once(once, [] {
+        curl_global_init(CURL_GLOBAL_DEFAULT);
+        // A peer that closes a TLS connection under a write would otherwise
+        // end the whole program; a failed write is an error like any other.
+        std::signal(SIGPIPE, SIG_IGN);
+    });
 }
 
 struct TransferState

@@ -438,3 +438,16 @@ TEST(ClaudeClientErrors, AnUnreachableHostIsANetworkFailure)
     const ClaudeClient client([] { return testKey; }, options);
     EXPECT_EQ(failureOf(client, ClaudeClient::Delivery::whole), QStringLiteral("Couldn't reach Claude: Could not connect to the server."));
 }
+
+TEST(ClaudeClientErrors, AWholeAnswerCutInTheMiddleIsRetried)
+{
+    FakeClaudeServer server;
+    FakeReply cut = FakeReply::message(QStringLiteral("lost"));
+    cut.chunks = {cut.body.left(20)};
+    cut.cutAfterChunks = true;
+    server.enqueue(cut, 2);
+    server.enqueue(FakeReply::message(QStringLiteral("whole")));
+    const ClaudeClient client([] { return testKey; }, server.clientOptions());
+    EXPECT_EQ(client.send(simpleRequest()).text(), QStringLiteral("whole"));
+    EXPECT_EQ(server.requestCount(), 3);
+}

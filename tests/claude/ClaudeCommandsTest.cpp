@@ -92,16 +92,6 @@ TEST(KeyCommand, ChecksTheKeyInUse)
     }
 }
 
-TEST(KeyCommand, RefusesUnknownActions)
-{
-    for (const QStringList &arguments : {QStringList{QStringLiteral("key")}, QStringList{QStringLiteral("key"), QStringLiteral("show")},
-                                         QStringList{QStringLiteral("key"), QStringLiteral("set"), QStringLiteral("extra")}}) {
-        const auto result = runLarder(arguments);
-        EXPECT_EQ(result.exitCode, 2) << qPrintable(arguments.join(u' '));
-        EXPECT_TRUE(result.err.contains(QLatin1String("Usage: larder key")));
-    }
-}
-
 TEST(KeyCommand, SavesChecksAndRemovesAKeyInARealKeyring)
 {
     PrivateKeyring keyring;
