@@ -85,7 +85,8 @@ public:
     explicit ClaudeClient(KeyProvider apiKey, Options options = Options::standard());
 
     ClaudeMessage send(const MessageRequest &request, const CancellationToken &token = CancellationToken::none()) const;
-    // Starts the transfer on a thread of its own and returns at once.
+    // Starts the transfer on a thread of its own and returns at once. The
+    // client must outlive the streams it started.
     std::unique_ptr<MessageStream> stream(const MessageRequest &request,
                                           const CancellationToken &token = CancellationToken::none()) const;
     // Reads a stream to its end, passing each piece of text to onText, and

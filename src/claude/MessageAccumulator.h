@@ -58,10 +58,16 @@ private:
 };
 
 // Splits a byte stream into lines ending in "\n" (an "\r" before it is
-// dropped), for the event stream's framing.
+// dropped), for the event stream's framing. A line longer than the limit is
+// dropped whole rather than held in memory, as any other malformed line is.
 class LineSplitter
 {
 public:
+    explicit LineSplitter(qsizetype lineLimit = 16 * 1024 * 1024)
+        : m_lineLimit(lineLimit)
+    {
+    }
+
     // Calls onLine for every complete line in the bytes so far.
     template<typename OnLine>
     void feed(QByteArrayView bytes, OnLine &&onLine)
@@ -75,10 +81,16 @@ public:
             qsizetype length = end - from;
             if (length > 0 && m_pending.at(end - 1) == '\r')
                 --length;
-            onLine(QByteArrayView(m_pending).sliced(from, length));
+            if (!m_overlong)
+                onLine(QByteArrayView(m_pending).sliced(from, length));
+            m_overlong = false;
             from = end + 1;
         }
         m_pending.remove(0, from);
+        if (m_pending.size() > m_lineLimit) {
+            m_pending.clear();
+            m_overlong = true;
+        }
     }
     // The last line, when the stream ended without a newline after it.
     template<typename OnLine>
@@ -86,11 +98,14 @@ public:
     {
         if (m_pending.endsWith('\r'))
             m_pending.chop(1);
-        if (!m_pending.isEmpty())
+        if (!m_pending.isEmpty() && !m_overlong)
             onLine(QByteArrayView(m_pending));
         m_pending.clear();
+        m_overlong = false;
     }
 
 private:
     QByteArray m_pending;
+    qsizetype m_lineLimit;
+    bool m_overlong = false; // the line being read passed the limit
 };

@@ -183,4 +183,13 @@ TEST(LineSplitter, JoinsLinesAcrossChunksAndDropsCarriageReturns)
     splitter.feed("ta: tail", collect);
     splitter.finish(collect);
     EXPECT_EQ(lines, QList<QByteArray>({"data: {\"a\":1}", "", "event: x", "data: tail"}));
+
+    // A line past the limit is dropped whole, and the next one reads normally.
+    LineSplitter small(8);
+    lines.clear();
+    small.feed("data: 0123", collect);
+    small.feed("456789 still the same line", collect);
+    small.feed(" and more\nok\n", collect);
+    small.finish(collect);
+    EXPECT_EQ(lines, QList<QByteArray>({"ok"}));
 }
