@@ -11,8 +11,8 @@
 int main(int argc, char **argv)
 {
     TestEnvironment::isolate();
-    // Test programs never need a display, also when CTest lists their tests.
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+    // Screens and clipboards work without a display.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     ::testing::InitGoogleTest(&argc, argv);
     QGuiApplication app(argc, argv);
