@@ -74,3 +74,5 @@ Command infoCommand();
 Command scanCommand();
 Command listCommand();
 Command extractWorkerCommand();
+Command keyCommand();
+Command claudeCommand();

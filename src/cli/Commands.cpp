@@ -7,6 +7,8 @@ const QList<Command> &allCommands()
         scanCommand(),
         listCommand(),
         extractWorkerCommand(),
+        claudeCommand(),
+        keyCommand(),
     };
     return commands;
 }
