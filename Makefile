@@ -6,7 +6,8 @@ JOBS       ?= $(shell nproc)
 .PHONY: run test test-asan bench build deps clean
 
 run: build
-	./$(BUILD)/larder info
+	./$(BUILD)/larder index
+	./$(BUILD)/larder status
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)

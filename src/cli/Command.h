@@ -72,6 +72,8 @@ const QList<Command> &allCommands();
 // One command's table entry each; the list in Commands.cpp joins them.
 Command infoCommand();
 Command scanCommand();
+Command indexCommand();
+Command statusCommand();
 Command listCommand();
 Command extractWorkerCommand();
 Command keyCommand();

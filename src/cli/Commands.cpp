@@ -5,6 +5,8 @@ const QList<Command> &allCommands()
     static const QList<Command> commands{
         infoCommand(),
         scanCommand(),
+        indexCommand(),
+        statusCommand(),
         listCommand(),
         extractWorkerCommand(),
         claudeCommand(),

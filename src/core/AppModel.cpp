@@ -2,6 +2,7 @@
 
 #include "core/AppSettings.h"
 #include "core/Defaults.h"
+#include "indexing/Indexer.h"
 #include "indexing/IndexingStatus.h"
 #include "store/IndexStore.h"
 
@@ -22,6 +23,17 @@ AppModel::AppModel(AppSettings &settings, QObject *parent)
         m_store = IndexStore::openInMemory();
         _toast = QString::fromLatin1(openFailureToast) + error.description();
     }
+
+    // Step 7: the indexer, over the store. The library's own files are never
+    // reported as changes, even when it lives inside a watched folder.
+    Indexer::Options indexing;
+    const QString database = m_store->db().path();
+    if (!m_usingFallback && database != QLatin1String(":memory:")) {
+        for (const char *suffix : {"", "-wal", "-shm", "-journal"})
+            indexing.ignoredPaths.append(database + QLatin1String(suffix));
+        indexing.reportKey = database;
+    }
+    m_indexer = std::make_unique<Indexer>(*m_store, *m_indexing, std::move(indexing));
 
     _showOnboarding = !m_settings.onboardingComplete() && !isRunningTests();
 }
@@ -62,7 +74,9 @@ QStringList AppModel::existingIndexRoots() const
 
 void AppModel::startIndexing()
 {
-    Q_EMIT indexingStarted(existingIndexRoots());
+    const QStringList roots = existingIndexRoots();
+    m_indexer->start(roots);
+    Q_EMIT indexingStarted(roots);
 }
 
 void AppModel::setToast(const std::optional<QString> &toast)

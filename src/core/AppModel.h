@@ -15,6 +15,7 @@
 #include <optional>
 
 class IndexStore;
+class Indexer;
 
 class AppModel : public QObject
 {
@@ -42,6 +43,7 @@ public:
     AppSettings *settings() const { return &m_settings; }
     IndexStore &store() const { return *m_store; }
     IndexingStatus *indexing() const { return m_indexing.get(); }
+    Indexer &indexer() const { return *m_indexer; }
 
     // "LarderDatabase" when it is set and not empty, else the default location.
     QUrl databaseURL() const;
@@ -82,6 +84,8 @@ private:
     std::unique_ptr<IndexingStatus> m_indexing;
     AppSettings &m_settings;
     std::unique_ptr<IndexStore> m_store;
+    // After the store, which it uses until it has stopped.
+    std::unique_ptr<Indexer> m_indexer;
     bool m_usingFallback = false;
     bool m_launched = false;
 

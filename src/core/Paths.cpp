@@ -20,6 +20,15 @@ QString dataHome()
     return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
 }
 
+QString stateHome()
+{
+    const QString fromEnvironment = qEnvironmentVariable("XDG_STATE_HOME");
+    // Relative values are invalid under the base directory rules.
+    if (!fromEnvironment.isEmpty() && QDir::isAbsolutePath(fromEnvironment))
+        return QDir::cleanPath(fromEnvironment);
+    return home() + QStringLiteral("/.local/state");
+}
+
 QString userFolder(UserFolder folder)
 {
     QStandardPaths::StandardLocation location = QStandardPaths::DesktopLocation;

@@ -12,6 +12,8 @@ QString home();
 QString configHome();
 // $XDG_DATA_HOME, by default ~/.local/share
 QString dataHome();
+// $XDG_STATE_HOME, by default ~/.local/state
+QString stateHome();
 
 enum class UserFolder { Desktop, Documents, Downloads, Pictures, Videos, Music };
 

@@ -74,9 +74,10 @@ void FileWatcher::start()
     m_thread = std::thread([this] { run(); });
 }
 
-void FileWatcher::stop()
+void FileWatcher::stop(PendingChanges pending)
 {
     if (m_thread.joinable()) {
+        m_deliverOnStop = pending == PendingChanges::deliver;
         const uint64_t one = 1;
         [[maybe_unused]] const auto written = ::write(m_wake, &one, sizeof one);
         m_thread.join();
@@ -186,7 +187,6 @@ void FileWatcher::deliver()
 
 void FileWatcher::run()
 {
-    alignas(inotify_event) char buffer[64 * 1024];
     const qint64 latencyMs = qint64(m_latency * 1000);
     for (;;) {
         int timeout = -1;
@@ -196,68 +196,79 @@ void FileWatcher::run()
         const int ready = ::poll(fds, 2, timeout);
         if (ready < 0 && errno != EINTR)
             return;
-        if (fds[1].revents & POLLIN)
+        if (fds[1].revents & POLLIN) {
+            if (m_deliverOnStop) {
+                while (readEvents()) {
+                }
+                deliver();
+            }
             return;
+        }
         if (m_batchStartedMs >= 0 && monotonicMs() >= m_batchStartedMs + latencyMs)
             deliver();
-        if (!(fds[0].revents & POLLIN))
-            continue;
-
-        const ssize_t length = ::read(m_inotify, buffer, sizeof buffer);
-        if (length <= 0)
-            continue;
-        // A folder moved away shows as a MOVED_FROM without its MOVED_TO in
-        // the same read; its watches then point outside the roots and go.
-        QHash<uint32_t, QString> movedFrom;
-        for (ssize_t offset = 0; offset < length;) {
-            const auto *event = reinterpret_cast<const inotify_event *>(buffer + offset);
-            offset += ssize_t(sizeof(inotify_event) + event->len);
-
-            if (event->mask & IN_Q_OVERFLOW) {
-                if (m_callbacks.overflowed)
-                    m_callbacks.overflowed();
-                continue;
-            }
-            QString folder;
-            {
-                std::lock_guard guard(m_watchLock);
-                folder = m_folderOfWatch.value(event->wd);
-            }
-            if (event->mask & IN_IGNORED) {
-                std::lock_guard guard(m_watchLock);
-                m_watchOfFolder.remove(folder);
-                m_folderOfWatch.remove(event->wd);
-                continue;
-            }
-            if (folder.isEmpty())
-                continue;
-            if (event->len == 0) {
-                // The watched folder itself was deleted or moved.
-                if (event->mask & (IN_DELETE_SELF | IN_MOVE_SELF))
-                    report(folder);
-                continue;
-            }
-            const QByteArray rawName(event->name);
-            const QString name = QFile::decodeName(rawName);
-            // A name that isn't UTF-8 can't be named again; the scans skip it too.
-            if (QFile::encodeName(name) != rawName)
-                continue;
-            const QString path = folder + u'/' + name;
-            const bool isFolder = event->mask & IN_ISDIR;
-            if (isFolder && (event->mask & IN_MOVED_FROM))
-                movedFrom.insert(event->cookie, path);
-            if (isFolder && (event->mask & IN_MOVED_TO)) {
-                const QString from = movedFrom.take(event->cookie);
-                if (!from.isEmpty())
-                    renameTree(from, path);
-                else if (!name.startsWith(u'.') && !(m_skipFolder && m_skipFolder(name)))
-                    addTree(path);
-            }
-            if (isFolder && (event->mask & IN_CREATE) && !name.startsWith(u'.') && !(m_skipFolder && m_skipFolder(name)))
-                addTree(path); // files made in it before the watch stood are found by the indexer's walk
-            report(path);
-        }
-        for (const QString &gone : std::as_const(movedFrom))
-            removeTree(gone);
+        if (fds[0].revents & POLLIN)
+            readEvents();
     }
+}
+
+bool FileWatcher::readEvents()
+{
+    alignas(inotify_event) char buffer[64 * 1024];
+    const ssize_t length = ::read(m_inotify, buffer, sizeof buffer);
+    if (length <= 0)
+        return false;
+    // A folder moved away shows as a MOVED_FROM without its MOVED_TO in
+    // the same read; its watches then point outside the roots and go.
+    QHash<uint32_t, QString> movedFrom;
+    for (ssize_t offset = 0; offset < length;) {
+        const auto *event = reinterpret_cast<const inotify_event *>(buffer + offset);
+        offset += ssize_t(sizeof(inotify_event) + event->len);
+
+        if (event->mask & IN_Q_OVERFLOW) {
+            if (m_callbacks.overflowed)
+                m_callbacks.overflowed();
+            continue;
+        }
+        QString folder;
+        {
+            std::lock_guard guard(m_watchLock);
+            folder = m_folderOfWatch.value(event->wd);
+        }
+        if (event->mask & IN_IGNORED) {
+            std::lock_guard guard(m_watchLock);
+            m_watchOfFolder.remove(folder);
+            m_folderOfWatch.remove(event->wd);
+            continue;
+        }
+        if (folder.isEmpty())
+            continue;
+        if (event->len == 0) {
+            // The watched folder itself was deleted or moved.
+            if (event->mask & (IN_DELETE_SELF | IN_MOVE_SELF))
+                report(folder);
+            continue;
+        }
+        const QByteArray rawName(event->name);
+        const QString name = QFile::decodeName(rawName);
+        // A name that isn't UTF-8 can't be named again; the scans skip it too.
+        if (QFile::encodeName(name) != rawName)
+            continue;
+        const QString path = folder + u'/' + name;
+        const bool isFolder = event->mask & IN_ISDIR;
+        if (isFolder && (event->mask & IN_MOVED_FROM))
+            movedFrom.insert(event->cookie, path);
+        if (isFolder && (event->mask & IN_MOVED_TO)) {
+            const QString from = movedFrom.take(event->cookie);
+            if (!from.isEmpty())
+                renameTree(from, path);
+            else if (!name.startsWith(u'.') && !(m_skipFolder && m_skipFolder(name)))
+                addTree(path);
+        }
+        if (isFolder && (event->mask & IN_CREATE) && !name.startsWith(u'.') && !(m_skipFolder && m_skipFolder(name)))
+            addTree(path); // files made in it before the watch stood are found by the indexer's walk
+        report(path);
+    }
+    for (const QString &gone : std::as_const(movedFrom))
+        removeTree(gone);
+    return true;
 }

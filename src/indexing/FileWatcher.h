@@ -42,8 +42,13 @@ public:
 
     // Starts watching. A second call, or a call with no paths, does nothing.
     void start();
-    // Stops and releases every watch. Also done by the destructor.
-    void stop();
+    enum class PendingChanges {
+        discard, // what hasn't been handed over yet is dropped
+        deliver, // changes seen so far go to the handler once more, at once
+    };
+    // Stops and releases every watch. Also done by the destructor, which
+    // discards what is pending.
+    void stop(PendingChanges pending = PendingChanges::discard);
     bool isRunning() const { return m_thread.joinable(); }
 
     // The number of folders watched now.
@@ -53,6 +58,8 @@ public:
 
 private:
     void run();
+    // Reads the events waiting in the kernel's queue; false when there were none.
+    bool readEvents();
     void addTree(const QString &folder);
     bool addWatch(const QString &folder);
     void removeTree(const QString &folder);
@@ -68,6 +75,7 @@ private:
 
     int m_inotify = -1;
     int m_wake = -1; // an eventfd that ends the loop
+    std::atomic_bool m_deliverOnStop = false;
     std::thread m_thread;
 
     // Touched by the watcher thread only, but for watchCount().

@@ -196,9 +196,12 @@ void IndexStore::setText(const FileRecord &record, const QString &text, std::opt
         excerpt = chunks.first().left(600);
     const int state = int(chunks.isEmpty() ? TextState::NoText : TextState::Extracted);
     m_db->transaction([&] {
-        m_db->run(QStringLiteral("UPDATE files SET text_state = ?, text_excerpt = ?, pages = COALESCE(?, pages) "
-                                 "WHERE id = ?"),
-                  {state, excerpt, pages, record.id});
+        // A file deleted while its text was read keeps no passages.
+        if (m_db->run(QStringLiteral("UPDATE files SET text_state = ?, text_excerpt = ?, pages = COALESCE(?, pages) "
+                                     "WHERE id = ?"),
+                      {state, excerpt, pages, record.id})
+            == 0)
+            return;
         setPassages(QStringLiteral("file"), QString::number(record.id), title(record), chunks);
     });
 }

@@ -1,0 +1,159 @@
+// `larder index [--watch]`: the whole indexing pipeline. Scans the roots,
+// reads the text inside waiting files, and exits when none is left; with
+// --watch it then follows the disk until Ctrl-C.
+#include "cli/Command.h"
+
+#include "core/AppModel.h"
+#include "core/AppSettings.h"
+#include "core/Format.h"
+#include "indexing/Indexer.h"
+#include "indexing/IndexingStatus.h"
+#include "store/IndexStore.h"
+
+#include <QEventLoop>
+#include <QFileInfo>
+#include <QSocketNotifier>
+
+#include <csignal>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+const QCommandLineOption watchOption(QStringLiteral("watch"),
+                                     QStringLiteral("After the first pass, follow changes until Ctrl-C."));
+
+int signalPipe[2] = {-1, -1};
+
+void onSignal(int)
+{
+    const char byte = 1;
+    [[maybe_unused]] const auto written = ::write(signalPipe[0], &byte, 1);
+}
+
+// Turns SIGINT and SIGTERM into a call on the event loop, so that the
+// program ends its work cleanly instead of dying in the middle of it.
+class StopSignals
+{
+public:
+    explicit StopSignals(std::function<void()> stopped)
+    {
+        if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, signalPipe) != 0)
+            return;
+        m_notifier = std::make_unique<QSocketNotifier>(signalPipe[1], QSocketNotifier::Read);
+        QObject::connect(m_notifier.get(), &QSocketNotifier::activated, [stopped = std::move(stopped)] {
+            char byte = 0;
+            [[maybe_unused]] const auto read = ::read(signalPipe[1], &byte, 1);
+            stopped();
+        });
+        struct sigaction action = {};
+        action.sa_handler = onSignal;
+        sigemptyset(&action.sa_mask);
+        action.sa_flags = SA_RESTART;
+        ::sigaction(SIGINT, &action, &m_previousInt);
+        ::sigaction(SIGTERM, &action, &m_previousTerm);
+    }
+    ~StopSignals()
+    {
+        if (!m_notifier)
+            return;
+        ::sigaction(SIGINT, &m_previousInt, nullptr);
+        ::sigaction(SIGTERM, &m_previousTerm, nullptr);
+        m_notifier.reset();
+        ::close(signalPipe[0]);
+        ::close(signalPipe[1]);
+        signalPipe[0] = signalPipe[1] = -1;
+    }
+
+private:
+    std::unique_ptr<QSocketNotifier> m_notifier;
+    struct sigaction m_previousInt = {};
+    struct sigaction m_previousTerm = {};
+};
+
+int runIndex(CommandContext &context)
+{
+    if (!context.positional().isEmpty())
+        return context.usageError(QStringLiteral("unexpected argument '%1'").arg(context.positional().first()));
+    const bool watch = context.options().isSet(watchOption);
+
+    AppModel &model = context.model();
+    if (model.isUsingFallbackLibrary())
+        return context.failure(model.toastText());
+    QTextStream &err = context.err();
+    for (const QString &root : context.settings().indexRoots()) {
+        if (!QFileInfo::exists(root))
+            err << "Leaving out “" << root << "”: there's no folder there.\n";
+    }
+    const QStringList roots = model.existingIndexRoots();
+    if (roots.isEmpty())
+        return context.failure(QStringLiteral("There are no folders to index. Name them with --roots A:B."));
+
+    Indexer &indexer = model.indexer();
+    IndexingStatus &status = *model.indexing();
+    bool failed = false;
+    // Ends the connections below with this function.
+    QObject scope;
+    QObject::connect(&status, &IndexingStatus::phaseChanged, &scope, [&] { context.progress(status.statusText()); });
+    QObject::connect(&status, &IndexingStatus::lastErrorChanged, &scope, [&] {
+        if (!status.lastError())
+            return;
+        context.endProgress();
+        err << *status.lastError() << "\n";
+        err.flush();
+        failed = true;
+    });
+
+    QEventLoop loop;
+    bool caughtUp = false;
+    StopSignals stopSignals([&] { loop.quit(); });
+    QObject::connect(&indexer, &Indexer::activityChanged, &loop, [&] {
+        if (caughtUp || !indexer.isIdle())
+            return;
+        caughtUp = true;
+        if (!watch) {
+            loop.quit();
+            return;
+        }
+        context.endProgress();
+        context.out() << "Up to date. Following changes; press Ctrl-C to stop.\n";
+        context.out().flush();
+        context.progress(status.statusText());
+    });
+    model.startIndexing();
+    loop.exec();
+    // Changes already seen are written before the program ends; files that
+    // still wait for their text are read by the next run.
+    indexer.shutDown();
+    context.endProgress();
+
+    qint64 files = 0;
+    qint64 waiting = 0;
+    try {
+        files = model.store().counts().files;
+        waiting = model.store().textQueueCount();
+    } catch (const DescribedError &error) {
+        return context.failure(error.description());
+    }
+    QTextStream &out = context.out();
+    out << "Indexed " << Format::count(roots.size()) << (roots.size() == 1 ? " folder: " : " folders: ")
+        << Format::count(files) << (files == 1 ? " file" : " files") << " in the library";
+    if (waiting > 0)
+        out << ", " << Format::count(waiting) << " still waiting for their text";
+    out << ".\n";
+    const qint64 skipped = indexer.skippedNameCount();
+    if (skipped > 0)
+        out << Format::count(skipped) << (skipped == 1 ? " name was" : " names were")
+            << " left out because it isn't valid UTF-8.\n";
+    out.flush();
+    return failed ? 1 : 0;
+}
+
+} // namespace
+
+Command indexCommand()
+{
+    return {QStringLiteral("index"),
+            QStringLiteral("Index the folders (--roots, or the chosen ones): files, then the text inside them."),
+            [](QCommandLineParser &parser) { parser.addOption(watchOption); }, runIndex};
+}
