@@ -38,11 +38,14 @@ protected:
         writeFile(root + "/Archive/backup.zip", QByteArray("PK\x05\x06", 4) + QByteArray(5000, '\0'));
         ASSERT_TRUE(MediaFixtures::writeImage(root + "/Pictures/tiny.png", 16, 9));
         // A name that isn't valid UTF-8.
-        const QByteArray badName = QFile::encodeName(root + "/Documents/") + "caf\xe9.txt";
+        badName = QFile::encodeName(root + "/Documents/") + "caf\xe9.txt";
         const int fd = ::open(badName.constData(), O_CREAT | O_WRONLY, 0644);
         ASSERT_GE(fd, 0);
         ::close(fd);
     }
+
+    // The temporary folder's clean-up can't name it through Qt.
+    void TearDown() override { ::unlink(badName.constData()); }
 
     TestEnvironment::ProgramResult larder(QStringList arguments)
     {
@@ -62,6 +65,7 @@ protected:
     QString folder;
     QString database;
     QString root;
+    QByteArray badName;
 };
 
 } // namespace
