@@ -10,7 +10,7 @@
 //   bench_index_memory [FILES] [--keep TREE]
 #include "support/DocumentFixtures.h"
 
-#include <QCoreApplication>
+#include <QGuiApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -123,7 +123,10 @@ long vmHighWaterKilobytes(pid_t pid)
 
 int main(int argc, char **argv)
 {
-    QCoreApplication app(argc, argv);
+    // The PDFs and screenshots are drawn with Qt's painters, which need fonts.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
     int count = 10000;
     QString kept;
     const QStringList arguments = app.arguments();

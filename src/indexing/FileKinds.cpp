@@ -143,6 +143,12 @@ const QSet<QString> &packageExtensions()
     return extensions;
 }
 
+bool isPackageName(const QString &name)
+{
+    const qsizetype dot = name.lastIndexOf(u'.');
+    return dot > 0 && packageExtensions().contains(name.mid(dot + 1).toLower());
+}
+
 FileKind packageKind(const QString &extension)
 {
     const QString lowered = extension.toLower();

@@ -26,6 +26,8 @@ const QSet<QString> &skippedFolderNames();
 
 // A folder with one of these extensions (compared lowercased) is one file.
 const QSet<QString> &packageExtensions();
+// Whether a name's lowercased extension is one of those.
+bool isPackageName(const QString &name);
 // The kind of such a folder, from its extension; other for unknown ones,
 // which the walk leaves out whole.
 FileKind packageKind(const QString &extension);

@@ -67,11 +67,7 @@ QString lowercaseExtension(const QString &name)
     return name.mid(dot + 1).toLower();
 }
 
-bool isPackageName(const QString &name)
-{
-    const QString extension = lowercaseExtension(name);
-    return !extension.isEmpty() && FileKinds::packageExtensions().contains(extension);
-}
+using FileKinds::isPackageName;
 
 // The allocated bytes of every file inside a folder package.
 qint64 allocatedSize(const QByteArray &folder)

@@ -26,11 +26,7 @@ qint64 monotonicMs()
         .count();
 }
 
-bool isPackageName(const QString &name)
-{
-    const qsizetype dot = name.lastIndexOf(u'.');
-    return dot > 0 && FileKinds::packageExtensions().contains(name.mid(dot + 1).toLower());
-}
+using FileKinds::isPackageName;
 
 // The name a root shows in the status line.
 QString displayName(const QString &root)
