@@ -69,3 +69,4 @@ const QList<Command> &allCommands();
 
 // One command's table entry each; the list in Commands.cpp joins them.
 Command infoCommand();
+Command searchCommand();

@@ -4,6 +4,7 @@ const QList<Command> &allCommands()
 {
     static const QList<Command> commands{
         infoCommand(),
+        searchCommand(),
     };
     return commands;
 }
