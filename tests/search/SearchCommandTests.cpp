@@ -104,6 +104,12 @@ TEST_F(SearchCommand, EmptyResultsAndBadOptions)
     EXPECT_EQ(search({QStringLiteral("x-y")}).out, QStringLiteral("No files found.\n"));
     EXPECT_TRUE(search({QStringLiteral("  ")}).out.startsWith(QStringLiteral("holiday.mp4\n")));
 
+    const auto unopenable = TestEnvironment::runLarder(
+        {QStringLiteral("search"), QStringLiteral("--database"), QStringLiteral("/proc/larder/Library.sqlite"),
+         QStringLiteral("lease")});
+    EXPECT_EQ(unopenable.exitCode, 1);
+    EXPECT_TRUE(unopenable.err.contains(QStringLiteral("Couldn't open the library database"))) << unopenable.err.toStdString();
+
     for (const QStringList &bad : {QStringList{}, QStringList{QStringLiteral("--limit"), QStringLiteral("0"),
                                                               QStringLiteral("lease")}}) {
         result = search(bad);
