@@ -136,7 +136,8 @@ void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, d
             const auto rows = m_db->query(QStringLiteral("SELECT id, size, modified FROM files WHERE path = ?"), {r.path});
             const auto storedID = rows.isEmpty() ? std::nullopt : rows.first().integer(QStringLiteral("id"));
             qint64 id = 0;
-            if (!storedID) {
+            const bool inserted = !storedID;
+            if (inserted) {
                 SQLBindings bindings = contentBindings(r);
                 bindings << initialTextState(r.kind) << seenAt << root << r.path;
                 std::lock_guard guard(m_db->lock());
@@ -147,7 +148,9 @@ void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, d
                           bindings);
                 id = m_db->lastInsertRowID();
             } else if (isUnchanged(rows.first(), r)) {
-                m_db->run(QStringLiteral("UPDATE files SET opened = ?, added = ?, source = COALESCE(?, source), "
+                // The desktop prunes its list of recently used files, so a
+                // missing last-used date means unknown: keep the stored one.
+                m_db->run(QStringLiteral("UPDATE files SET opened = COALESCE(?, opened), added = ?, source = COALESCE(?, source), "
                                          "source_url = COALESCE(?, source_url), is_screenshot = ?, seen_at = ?, "
                                          "root = ? WHERE id = ?"),
                           {r.opened, r.added, r.sourceID, r.sourceURL, r.isScreenshot ? 1 : 0, seenAt, root, *storedID});
@@ -178,6 +181,30 @@ void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, d
         deletePassages(replaced);
         insertPassages(titles);
     });
+}
+
+QSet<QString> IndexStore::unchangedPaths(const QList<FileRecord> &records) const
+{
+    QSet<QString> unchanged;
+    if (records.isEmpty())
+        return unchanged;
+    QHash<QString, const FileRecord *> byPath;
+    SQLBindings bindings;
+    QStringList marks;
+    for (const FileRecord &r : records) {
+        byPath.insert(r.path, &r);
+        bindings.append(r.path);
+        marks.append(QStringLiteral("?"));
+    }
+    const auto rows = m_db->query(
+        QStringLiteral("SELECT path, size, modified FROM files WHERE path IN (") + marks.join(u',') + u')', bindings);
+    for (const SQLRow &row : rows) {
+        const QString path = row.string(QStringLiteral("path")).value_or(QString());
+        const FileRecord *record = byPath.value(path);
+        if (record && isUnchanged(row, *record))
+            unchanged.insert(path);
+    }
+    return unchanged;
 }
 
 namespace {

@@ -11,7 +11,8 @@
 int main(int argc, char **argv)
 {
     TestEnvironment::isolate();
-    // Screens and clipboards work without a display.
+    // Test discovery runs the programs at build time, outside CTest's
+    // environment: never reach for a display.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     ::testing::InitGoogleTest(&argc, argv);
