@@ -4,7 +4,12 @@ const QList<Command> &allCommands()
 {
     static const QList<Command> commands{
         infoCommand(),
+        scanCommand(),
+        listCommand(),
         searchCommand(),
+        extractWorkerCommand(),
+        claudeCommand(),
+        keyCommand(),
     };
     return commands;
 }

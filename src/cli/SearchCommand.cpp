@@ -3,7 +3,7 @@
 #include "cli/Command.h"
 
 #include "cli/HitText.h"
-#include "cli/RecordJson.h"
+#include "cli/SearchJson.h"
 #include "core/AppModel.h"
 #include "search/FilterChips.h"
 #include "search/LocalQueryParser.h"

@@ -95,10 +95,9 @@ public:
     // file (same size, modification time within a millisecond) gets a light
     // update that keeps its derived data; a changed one is reset.
     void upsert(const QList<FileRecord> &records, const QString &root, double seenAt);
-    // The paths of those records that upsert would only lightly update, so a
-    // scan can skip reading their content. One statement per call: keep
-    // batches within SQLite's parameter limit (a scan batch of 400 is).
-    QSet<QString> unchangedPaths(const QList<FileRecord> &records) const;
+    // The records that upsert would only lightly update, by path, with the
+    // kind stored for each: a scan skips reading their content.
+    QHash<QString, FileKind> unchangedKinds(const QList<FileRecord> &records) const;
 
     // The passages of one owner: "file" with the decimal file id, or "note"
     // and "transcript" with a meeting id.
@@ -211,6 +210,9 @@ private:
     void deleteFiles(const QList<qint64> &ids);
     // deleteFiles on the ids a statement selects, in one transaction.
     qint64 deleteSelected(const QString &selectIDs, const SQLBindings &bindings);
+    // The light update of unchanged files: last-used and added dates,
+    // source, screenshot flag, seen time and root.
+    void lightUpdate(const QList<std::pair<qint64, const FileRecord *>> &rows, const QString &root, double seenAt);
 
     std::shared_ptr<SQLiteDatabase> m_db;
 };

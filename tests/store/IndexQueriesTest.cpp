@@ -108,15 +108,25 @@ TEST_F(IndexQueriesTest, LightUpdateKeepsLastUsedDateWhenTheNewReadingHasNone)
     EXPECT_EQ(store->record(idOf("/r/a.txt"))->opened, 700);
 }
 
-TEST_F(IndexQueriesTest, UnchangedPathsFollowTheUpsertRule)
+TEST_F(IndexQueriesTest, UnchangedFilesFollowTheUpsertRule)
 {
     store->upsert({makeRecord("/r/same", FileKind::other, 10, 50), makeRecord("/r/grown", FileKind::other, 10, 50),
                    makeRecord("/r/touched", FileKind::other, 10, 50)},
                   "/r", 1);
-    const QSet<QString> unchanged = store->unchangedPaths(
+    const QHash<QString, FileKind> unchanged = store->unchangedKinds(
         {makeRecord("/r/same", FileKind::other, 10, 50.0005), makeRecord("/r/grown", FileKind::other, 11, 50),
          makeRecord("/r/touched", FileKind::other, 10, 51), makeRecord("/r/new", FileKind::other, 10, 50)});
-    EXPECT_EQ(unchanged, QSet<QString>{"/r/same"});
+    EXPECT_EQ(unchanged, (QHash<QString, FileKind>{{"/r/same", FileKind::other}}));
+}
+
+TEST_F(IndexQueriesTest, APathTwiceInOneBatchSeesItsFirstRow)
+{
+    store->upsert({makeRecord("/r/twice.txt", FileKind::document, 1), makeRecord("/r/twice.txt", FileKind::document, 2),
+                   makeRecord("/r/twice.txt", FileKind::document, 2)},
+                  "/r", 1);
+    EXPECT_EQ(fileRows(), 1);
+    EXPECT_EQ(store->record(idOf("/r/twice.txt"))->size, 2);
+    EXPECT_EQ(passageRows(idOf("/r/twice.txt")), 1);
 }
 
 TEST(Passages, BoundariesAndNormalisation)

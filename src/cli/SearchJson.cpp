@@ -1,4 +1,6 @@
-#include "cli/RecordJson.h"
+#include "cli/SearchJson.h"
+
+#include "cli/FileOutput.h"
 
 #include <QJsonArray>
 
@@ -11,10 +13,7 @@ QJsonValue optional(const std::optional<T> &value)
 {
     if (!value)
         return QJsonValue::Null;
-    if constexpr (std::is_same_v<T, qint64>)
-        return QJsonValue(double(*value));
-    else
-        return QJsonValue(*value);
+    return QJsonValue(*value);
 }
 
 QJsonArray sortedArray(QStringList values)
@@ -25,37 +24,10 @@ QJsonArray sortedArray(QStringList values)
 
 } // namespace
 
-QJsonObject recordJson(const FileRecord &r)
-{
-    return QJsonObject{
-        {QStringLiteral("id"), double(r.id)},
-        {QStringLiteral("path"), r.path},
-        {QStringLiteral("name"), r.name},
-        {QStringLiteral("ext"), r.ext},
-        {QStringLiteral("uti"), optional(r.uti)},
-        {QStringLiteral("kind"), fileKindRawValue(r.kind)},
-        {QStringLiteral("size"), double(r.size)},
-        {QStringLiteral("created"), optional(r.created)},
-        {QStringLiteral("modified"), optional(r.modified)},
-        {QStringLiteral("added"), optional(r.added)},
-        {QStringLiteral("opened"), optional(r.opened)},
-        {QStringLiteral("sourceID"), optional(r.sourceID)},
-        {QStringLiteral("sourceURL"), optional(r.sourceURL)},
-        {QStringLiteral("bundleID"), optional(r.bundleID)},
-        {QStringLiteral("isScreenshot"), r.isScreenshot},
-        {QStringLiteral("width"), optional(r.width)},
-        {QStringLiteral("height"), optional(r.height)},
-        {QStringLiteral("duration"), optional(r.duration)},
-        {QStringLiteral("pages"), optional(r.pages)},
-        {QStringLiteral("sha256"), optional(r.sha256)},
-        {QStringLiteral("textExcerpt"), optional(r.textExcerpt)},
-    };
-}
-
 QJsonObject hitJson(const FileHit &hit)
 {
     return QJsonObject{
-        {QStringLiteral("file"), recordJson(hit.file)},
+        {QStringLiteral("file"), FileOutput::json(hit.file)},
         {QStringLiteral("score"), hit.score},
         {QStringLiteral("snippet"), optional(hit.snippet)},
         {QStringLiteral("reason"), optional(hit.reason)},
