@@ -1,5 +1,4 @@
 // The search engine over a real library in memory.
-#include "search/LocalQueryParser.h"
 #include "search/SearchEngine.h"
 #include "support/LibraryBuilder.h"
 
@@ -139,25 +138,6 @@ TEST(SearchEngineWidening, RunsOnlyForSevenAllWordHitsOrFewer)
     ASSERT_EQ(seven.size(), 8);
     EXPECT_EQ(seven.last(), QStringLiteral("only.txt"));
     EXPECT_FALSE(widenedSearch(8).contains(QStringLiteral("only.txt")));
-}
-
-TEST_F(SearchEngineTest, AnyTextSearchesWithoutError)
-{
-    const LocalQueryParser parser;
-    const QString texts[] = {
-        QStringLiteral("\"lease* AND (NOT title:notes) NEAR(a b)"),
-        QString(10'000, u'"'),
-        QString::fromUtf8("\xff\xfe lease \xc3\x28"),
-        QStringLiteral("lease\x01\x02\x1b[1m OR"),
-        QStringLiteral("^lease -notes +flat {title}:x"),
-    };
-    for (const QString &text : texts) {
-        const SearchQuery query = parser.parse(text);
-        EXPECT_NO_THROW(engine->search(query, 80)) << text.left(80).toStdString();
-        EXPECT_NO_THROW(engine->searchBroad(query, 80)) << text.left(80).toStdString();
-    }
-    EXPECT_EQ(names(engine->search(parser.parse(QStringLiteral("\"lease* AND (NOT flat)")), 80)).value(0),
-              QStringLiteral("lease-2024.pdf"));
 }
 
 } // namespace
