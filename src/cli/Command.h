@@ -76,3 +76,4 @@ Command listCommand();
 Command extractWorkerCommand();
 Command keyCommand();
 Command claudeCommand();
+Command searchCommand();
