@@ -2,6 +2,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
 #include <QImageIOHandler>
 #include <QImageReader>
 
@@ -92,6 +93,7 @@ std::optional<QSize> imageSize(const QString &path)
         return std::nullopt;
     }
     QImageReader reader(&file, QFileInfo(path).suffix().toLower().toLatin1());
+    // A misnamed image still reads: the content decides.
     reader.setDecideFormatFromContent(true);
     QSize size = reader.size();
     if (!size.isValid() || size.isEmpty())
@@ -101,13 +103,35 @@ std::optional<QSize> imageSize(const QString &path)
     return size;
 }
 
+// The demuxer that a common extension stands for. Naming it spares the
+// probe through every format FFmpeg knows, which costs more than reading
+// the header; a wrong guess falls back to the probe.
+const AVInputFormat *likelyFormat(const QString &path)
+{
+    static const QHash<QString, const char *> demuxers{
+        {"wav", "wav"},       {"mp3", "mp3"},       {"flac", "flac"},     {"ogg", "ogg"},   {"oga", "ogg"},
+        {"opus", "ogg"},      {"m4a", "mp4"},       {"mp4", "mp4"},       {"m4v", "mp4"},   {"mov", "mov"},
+        {"mkv", "matroska"},  {"webm", "matroska"}, {"avi", "avi"},       {"aac", "aac"},   {"aiff", "aiff"},
+        {"aif", "aiff"},      {"3gp", "3gp"},       {"wma", "asf"},       {"wmv", "asf"},   {"ts", "mpegts"},
+    };
+    const auto name = demuxers.constFind(QFileInfo(path).suffix().toLower());
+    if (name == demuxers.constEnd())
+        return nullptr;
+    return av_find_input_format(*name);
+}
+
 AudioVisual audioVisual(const QString &path)
 {
     silenceLibraries();
     AudioVisual facts;
     AVFormatContext *context = nullptr;
-    if (avformat_open_input(&context, QFile::encodeName(path).constData(), nullptr, nullptr) < 0)
-        return facts;
+    const QByteArray encoded = QFile::encodeName(path);
+    const AVInputFormat *hint = likelyFormat(path);
+    if (!hint || avformat_open_input(&context, encoded.constData(), hint, nullptr) < 0) {
+        context = nullptr;
+        if (avformat_open_input(&context, encoded.constData(), nullptr, nullptr) < 0)
+            return facts;
+    }
     const auto readFacts = [&] {
         if (context->duration != AV_NOPTS_VALUE && context->duration > 0)
             facts.duration = double(context->duration) / AV_TIME_BASE;

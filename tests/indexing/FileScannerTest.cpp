@@ -138,6 +138,7 @@ TEST(FileScanner, WalksOnlyWhatIsIndexed)
     names.sort();
     EXPECT_EQ(names, (QStringList{"Tool.app", "build", "keep.txt"}));
     EXPECT_EQ(scanner.skippedNameCount(), 1);
+    ::unlink(badName.constData()); // Qt can't name it to clean up
 
     const FileRecord app = records.value("Tool.app");
     EXPECT_EQ(app.kind, FileKind::app);
