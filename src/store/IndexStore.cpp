@@ -162,57 +162,93 @@ void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, d
         // the batch's own writes, so a path that comes twice sees its first
         // row.
         QHash<QString, StoredFile> stored = storedFiles(*m_db, records);
-        // Light updates are gathered and written together, in order before
-        // any other write of the batch.
+        // New files and light updates are gathered and written a slice at a
+        // time; they touch rows no other write of the batch touches, except
+        // when a path comes twice, which writes what was gathered first.
+        QList<const FileRecord *> fresh;
+        QSet<QString> freshPaths;
         QList<std::pair<qint64, const FileRecord *>> light;
-        const auto writeLight = [&] {
+        const auto writeGathered = [&] {
+            if (!fresh.isEmpty()) {
+                const QHash<QString, qint64> ids = insertFiles(fresh, root, seenAt);
+                for (const FileRecord *r : fresh)
+                    stored.insert(r->path, {ids.value(r->path), r->size, r->modified.value_or(-1.0), r->kind});
+            }
+            fresh.clear();
+            freshPaths.clear();
             if (!light.isEmpty())
                 lightUpdate(light, root, seenAt);
             light.clear();
         };
         for (const FileRecord &r : records) {
+            if (freshPaths.contains(r.path))
+                writeGathered();
             const StoredFile row = stored.value(r.path);
-            if (row.id && isUnchanged(row, r)) {
+            if (!row.id) {
+                fresh.append(&r);
+                freshPaths.insert(r.path);
+                continue;
+            }
+            if (isUnchanged(row, r)) {
                 light.append({*row.id, &r});
                 continue;
             }
-            writeLight();
-            qint64 id = 0;
-            const bool inserted = !row.id;
-            if (inserted) {
-                SQLBindings bindings = contentBindings(r);
-                bindings << initialTextState(r.kind) << seenAt << root << r.path;
-                std::lock_guard guard(m_db->lock());
-                m_db->run(QStringLiteral(
-                              "INSERT INTO files(name, ext, uti, kind, size, created, modified, added, opened, source, "
-                              "source_url, bundle_id, is_screenshot, width, height, duration, pages, text_state, "
-                              "seen_at, root, path) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
-                          bindings);
-                id = m_db->lastInsertRowID();
-            } else {
-                id = *row.id;
-                SQLBindings bindings = contentBindings(r);
-                bindings << initialTextState(r.kind) << seenAt << root << id;
-                m_db->run(QStringLiteral(
-                              "UPDATE files SET name = ?, ext = ?, uti = ?, kind = ?, size = ?, created = ?, "
-                              "modified = ?, added = ?, opened = ?, source = ?, source_url = ?, bundle_id = ?, "
-                              "is_screenshot = ?, width = ?, height = ?, duration = ?, pages = ?, sha256 = NULL, "
-                              "feature_print = NULL, text_state = ?, text_excerpt = NULL, seen_at = ?, root = ? "
-                              "WHERE id = ?"),
-                          bindings);
-            }
+            const qint64 id = *row.id;
+            SQLBindings bindings = contentBindings(r);
+            bindings << initialTextState(r.kind) << seenAt << root << id;
+            m_db->run(QStringLiteral(
+                          "UPDATE files SET name = ?, ext = ?, uti = ?, kind = ?, size = ?, created = ?, "
+                          "modified = ?, added = ?, opened = ?, source = ?, source_url = ?, bundle_id = ?, "
+                          "is_screenshot = ?, width = ?, height = ?, duration = ?, pages = ?, sha256 = NULL, "
+                          "feature_print = NULL, text_state = ?, text_excerpt = NULL, seen_at = ?, root = ? "
+                          "WHERE id = ?"),
+                      bindings);
             stored.insert(r.path, {id, r.size, r.modified.value_or(-1.0), r.kind});
-            if (inserted) {
-                // A new id has no passages yet (every removal takes a file's
-                // passages with it), so skip the delete, which has to scan
-                // the whole full-text table.
-                insertPassages(QStringLiteral("file"), QString::number(id), title(r), {});
-            } else {
-                setPassages(QStringLiteral("file"), QString::number(id), title(r), {});
-            }
+            setPassages(QStringLiteral("file"), QString::number(id), title(r), {});
         }
-        writeLight();
+        writeGathered();
     });
+}
+
+QHash<QString, qint64> IndexStore::insertFiles(const QList<const FileRecord *> &records, const QString &root,
+                                               double seenAt)
+{
+    // Many rows a statement, each new id read back with its path; then the
+    // title rows of their passages the same way. A new id has no passages
+    // yet (every removal takes a file's passages with it), so the delete
+    // that replacing passages needs, a scan of the whole full-text table,
+    // is left out.
+    QHash<QString, qint64> ids;
+    constexpr qsizetype slice = 400;
+    for (qsizetype from = 0; from < records.size(); from += slice) {
+        const QList<const FileRecord *> part = records.mid(from, slice);
+        SQLBindings bindings;
+        QStringList values;
+        for (const FileRecord *r : part) {
+            values.append(QStringLiteral("(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"));
+            bindings += contentBindings(*r);
+            bindings << initialTextState(r->kind) << seenAt << root << r->path;
+        }
+        const auto rows = m_db->query(
+            QStringLiteral("INSERT INTO files(name, ext, uti, kind, size, created, modified, added, opened, source, "
+                           "source_url, bundle_id, is_screenshot, width, height, duration, pages, text_state, "
+                           "seen_at, root, path) VALUES ")
+                + values.join(u',') + QStringLiteral(" RETURNING id, path"),
+            bindings);
+        for (const SQLRow &row : rows)
+            ids.insert(row.string(QStringLiteral("path")).value_or(QString()), row.integer(QStringLiteral("id")).value_or(0));
+
+        SQLBindings titles;
+        QStringList titleValues;
+        for (const FileRecord *r : part) {
+            titleValues.append(QStringLiteral("(?, '', 'file', ?, 0)"));
+            titles << title(*r) << QString::number(ids.value(r->path));
+        }
+        m_db->run(QStringLiteral("INSERT INTO passages(title, body, owner_type, owner_id, ord) VALUES ")
+                      + titleValues.join(u','),
+                  titles);
+    }
+    return ids;
 }
 
 void IndexStore::lightUpdate(const QList<std::pair<qint64, const FileRecord *>> &rows, const QString &root,

@@ -176,6 +176,8 @@ private:
     // A file's passages, then its row. Runs inside the caller's transaction.
     void deleteFileRows(qint64 id);
     void deleteEach(const QString &selectIDs, const SQLBindings &bindings);
+    // Inserts new files with their title rows; returns their ids by path.
+    QHash<QString, qint64> insertFiles(const QList<const FileRecord *> &records, const QString &root, double seenAt);
     // The light update of unchanged files: last-used and added dates,
     // source, screenshot flag, seen time and root.
     void lightUpdate(const QList<std::pair<qint64, const FileRecord *>> &rows, const QString &root, double seenAt);
