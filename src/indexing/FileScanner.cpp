@@ -347,7 +347,8 @@ void FileScanner::Private::applyKind(FileRecord &r, FileKind kind, const Pending
         r.opened = recentlyUsed.lastUsed(r.path);
         return;
     }
-    // The access time of an application stands for its last launch.
+    // The access time of an application stands for its last launch. A
+    // Flatpak bundle's own id replaces its name when its content is read.
     r.opened = state.accessed;
     if (r.uti == QLatin1String("application/x-desktop"))
         r.bundleID = desktopID(r.path, r.name);
@@ -380,8 +381,13 @@ void FileScanner::Private::readContentFacts(FileRecord &r) const
         if (r.uti == QLatin1String("application/pdf"))
             r.pages = MediaFacts::pdfPageCount(r.path);
         break;
-    case FileKind::archive:
     case FileKind::app:
+        if (r.uti == QLatin1String("application/vnd.flatpak")) {
+            if (const auto id = FileTraces::flatpakBundleID(r.path))
+                r.bundleID = id;
+        }
+        break;
+    case FileKind::archive:
     case FileKind::other:
         break;
     }
