@@ -2,6 +2,7 @@
 
 #include "core/Paths.h"
 #include "indexing/DownloadSources.h"
+#include "platform/QuietOpen.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -145,8 +146,8 @@ std::optional<QString> flatpakBundleID(const QString &path)
     // metadata dictionary. The end of that member is the last framing
     // offset of the tuple, stored at the very end of the file in a width
     // that follows from the file's size.
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    QFile file;
+    if (!openQuietly(file, path))
         return std::nullopt;
     const qint64 size = file.size();
     const int width = size <= 0xff ? 1 : size <= 0xffff ? 2 : size <= 0xffffffffLL ? 4 : 8;

@@ -248,6 +248,33 @@ TEST(FileScanner, MediaFactsFromRealFiles)
     EXPECT_NEAR(photo.modified.value_or(0), QDateTime::currentSecsSinceEpoch(), 120);
 }
 
+TEST(FileScanner, HeicSizeAndAccessTimesLeftAlone)
+{
+    const QString root = newFolder();
+    const bool haveHeic = MediaFixtures::writeHeic(root + "/photo.heic", 96, 64);
+    ASSERT_TRUE(MediaFixtures::writeImage(root + "/photo.png", 30, 20));
+    ASSERT_TRUE(MediaFixtures::writeTone(root + "/tone.wav", 0.5));
+    // Access times far in the past: a plain read would move them to now.
+    const timespec old[2] = {{1000000000, 0}, {UTIME_OMIT, 0}};
+    for (const char *name : {"photo.heic", "photo.png", "tone.wav"})
+        ::utimensat(AT_FDCWD, QFile::encodeName(root + u'/' + QLatin1String(name)).constData(), old, 0);
+
+    FileScanner scanner;
+    const auto records = walkAll(scanner, root);
+    ASSERT_EQ(records.value("photo.png").width, 30);
+    ASSERT_TRUE(records.value("tone.wav").duration);
+    if (haveHeic) {
+        EXPECT_EQ(records.value("photo.heic").kind, FileKind::image);
+        EXPECT_EQ(records.value("photo.heic").width, 96);
+        EXPECT_EQ(records.value("photo.heic").height, 64);
+    }
+    for (const char *name : {"photo.heic", "photo.png", "tone.wav"}) {
+        struct stat st{};
+        ASSERT_EQ(::stat(QFile::encodeName(root + u'/' + QLatin1String(name)).constData(), &st), 0);
+        EXPECT_EQ(st.st_atim.tv_sec, 1000000000) << name;
+    }
+}
+
 TEST(FileScanner, ARescanOfUnchangedFilesReadsNoContent)
 {
     const QString root = newFolder();
