@@ -6,6 +6,9 @@ const QList<Command> &allCommands()
         infoCommand(),
         scanCommand(),
         listCommand(),
+        extractWorkerCommand(),
+        claudeCommand(),
+        keyCommand(),
     };
     return commands;
 }

@@ -1,5 +1,6 @@
 #include "platform/MediaFacts.h"
 
+#include "platform/PdfDocument.h"
 #include "platform/QuietOpen.h"
 
 #include <QFile>
@@ -9,8 +10,6 @@
 #include <QImageReader>
 
 #include <libheif/heif.h>
-#include <poppler-document.h>
-#include <poppler-global.h>
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -79,19 +78,7 @@ std::optional<QSize> heifSize(const QString &path)
 void silenceLibraries()
 {
     static std::once_flag once;
-    std::call_once(once, [] {
-        av_log_set_level(AV_LOG_QUIET);
-        poppler::set_debug_error_function([](const std::string &, void *) {}, nullptr);
-        // Poppler builds its global tables when the first document opens
-        // and tears them down when the last one closes, which costs more
-        // than reading a page count. One empty document, kept for the life of
-        // the process, keeps them.
-        static const char emptyPDF[] = "%PDF-1.4\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n"
-                                       "2 0 obj<</Type/Pages/Kids[]/Count 0>>endobj\n"
-                                       "trailer<</Root 1 0 R>>\n%%EOF\n";
-        static std::unique_ptr<poppler::document> keeper(
-            poppler::document::load_from_raw_data(emptyPDF, int(sizeof emptyPDF - 1)));
-    });
+    std::call_once(once, [] { av_log_set_level(AV_LOG_QUIET); });
 }
 
 } // namespace
@@ -246,11 +233,8 @@ AudioVisual audioVisual(const QString &path)
 
 std::optional<qint64> pdfPageCount(const QString &path)
 {
-    silenceLibraries();
-    std::unique_ptr<poppler::document> document(poppler::document::load_from_file(QFile::encodeName(path).toStdString()));
-    if (!document)
-        return std::nullopt;
-    const int pages = document->pages();
+    const PdfDocument document(path);
+    const int pages = document.pageCount();
     if (pages <= 0)
         return std::nullopt;
     return pages;

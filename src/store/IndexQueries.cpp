@@ -27,20 +27,35 @@ size_t qHash(const SourceStat &stat, size_t seed)
 
 // ---- Removing rows ----
 
-void IndexStore::deleteFileRows(qint64 id)
+void IndexStore::deleteFiles(const QList<qint64> &ids)
 {
-    m_db->run(QStringLiteral("DELETE FROM passages WHERE owner_type = 'file' AND owner_id = ?"), {QString::number(id)});
-    m_db->run(QStringLiteral("DELETE FROM files WHERE id = ?"), {id});
+    if (ids.isEmpty())
+        return;
+    QList<PassageOwner> owners;
+    owners.reserve(ids.size());
+    for (qint64 id : ids)
+        owners.append({QStringLiteral("file"), QString::number(id)});
+    deletePassages(owners);
+    constexpr qsizetype idsPerStatement = 500;
+    for (qsizetype i = 0; i < ids.size(); i += idsPerStatement) {
+        QStringList numbers;
+        for (qint64 id : ids.mid(i, idsPerStatement))
+            numbers.append(QString::number(id));
+        // Ids are integers, so inlining them is safe.
+        m_db->run(QStringLiteral("DELETE FROM files WHERE id IN (%1)").arg(numbers.join(u',')));
+    }
 }
 
-void IndexStore::deleteEach(const QString &selectIDs, const SQLBindings &bindings)
+qint64 IndexStore::deleteSelected(const QString &selectIDs, const SQLBindings &bindings)
 {
-    m_db->transaction([&] {
-        const auto rows = m_db->query(selectIDs, bindings);
-        for (const SQLRow &row : rows) {
-            if (const auto id = row.integer(QStringLiteral("id")))
-                deleteFileRows(*id);
+    return m_db->transaction([&] {
+        QList<qint64> ids;
+        for (const SQLRow &row : m_db->query(selectIDs, bindings)) {
+            if (const auto id = row.values().value(0).intValue())
+                ids.append(*id);
         }
+        deleteFiles(ids);
+        return qint64(ids.size());
     });
 }
 
@@ -49,11 +64,12 @@ void IndexStore::deletePaths(const QStringList &paths)
     if (paths.isEmpty())
         return;
     m_db->transaction([&] {
+        QList<qint64> ids;
         for (const QString &path : paths) {
-            const SQLValue id = m_db->scalar(QStringLiteral("SELECT id FROM files WHERE path = ?"), {path});
-            if (const auto value = id.intValue())
-                deleteFileRows(*value);
+            if (const auto id = m_db->scalar(QStringLiteral("SELECT id FROM files WHERE path = ?"), {path}).intValue())
+                ids.append(*id);
         }
+        deleteFiles(ids);
     });
 }
 
@@ -62,28 +78,17 @@ void IndexStore::deleteFolder(const QString &folder)
     FileFilter filter;
     filter.folder = folder;
     const CompiledFilter compiled = compileFilter(filter);
-    deleteEach(QStringLiteral("SELECT f.id FROM files f WHERE ") + compiled.clause, compiled.bindings);
+    deleteSelected(QStringLiteral("SELECT f.id FROM files f WHERE ") + compiled.clause, compiled.bindings);
 }
 
 void IndexStore::deleteRoot(const QString &root)
 {
-    deleteEach(QStringLiteral("SELECT id FROM files WHERE root = ?"), {root});
+    deleteSelected(QStringLiteral("SELECT id FROM files WHERE root = ?"), {root});
 }
 
 qint64 IndexStore::reconcile(const QString &root, double seenBefore)
 {
-    return m_db->transaction([&] {
-        const auto rows =
-            m_db->query(QStringLiteral("SELECT id FROM files WHERE root = ? AND seen_at < ?"), {root, seenBefore});
-        qint64 removed = 0;
-        for (const SQLRow &row : rows) {
-            if (const auto id = row.integer(QStringLiteral("id"))) {
-                deleteFileRows(*id);
-                ++removed;
-            }
-        }
-        return removed;
-    });
+    return deleteSelected(QStringLiteral("SELECT id FROM files WHERE root = ? AND seen_at < ?"), {root, seenBefore});
 }
 
 // ---- Text ----

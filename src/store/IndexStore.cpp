@@ -162,93 +162,68 @@ void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, d
         // the batch's own writes, so a path that comes twice sees its first
         // row.
         QHash<QString, StoredFile> stored = storedFiles(*m_db, records);
-        // New files and light updates are gathered and written a slice at a
-        // time; they touch rows no other write of the batch touches, except
-        // when a path comes twice, which writes what was gathered first.
-        QList<const FileRecord *> fresh;
-        QSet<QString> freshPaths;
+        // Light updates are gathered and written together, in order before
+        // any other write of the batch.
         QList<std::pair<qint64, const FileRecord *>> light;
-        const auto writeGathered = [&] {
-            if (!fresh.isEmpty()) {
-                const QHash<QString, qint64> ids = insertFiles(fresh, root, seenAt);
-                for (const FileRecord *r : fresh)
-                    stored.insert(r->path, {ids.value(r->path), r->size, r->modified.value_or(-1.0), r->kind});
-            }
-            fresh.clear();
-            freshPaths.clear();
+        const auto writeLight = [&] {
             if (!light.isEmpty())
                 lightUpdate(light, root, seenAt);
             light.clear();
         };
+        // Title rows are written after the files rows, all at once: each
+        // statement on the full-text table flushes its pending index data, so
+        // one statement per batch instead of two per file keeps the index
+        // compact and the batch fast. Files that had rows before the batch
+        // lose their old passages first.
+        QList<PassageSet> titles;
+        QHash<qint64, qsizetype> titleOfID;
+        QList<PassageOwner> replaced;
         for (const FileRecord &r : records) {
-            if (freshPaths.contains(r.path))
-                writeGathered();
             const StoredFile row = stored.value(r.path);
-            if (!row.id) {
-                fresh.append(&r);
-                freshPaths.insert(r.path);
-                continue;
-            }
-            if (isUnchanged(row, r)) {
+            if (row.id && isUnchanged(row, r)) {
                 light.append({*row.id, &r});
                 continue;
             }
-            const qint64 id = *row.id;
-            SQLBindings bindings = contentBindings(r);
-            bindings << initialTextState(r.kind) << seenAt << root << id;
-            m_db->run(QStringLiteral(
-                          "UPDATE files SET name = ?, ext = ?, uti = ?, kind = ?, size = ?, created = ?, "
-                          "modified = ?, added = ?, opened = ?, source = ?, source_url = ?, bundle_id = ?, "
-                          "is_screenshot = ?, width = ?, height = ?, duration = ?, pages = ?, sha256 = NULL, "
-                          "feature_print = NULL, text_state = ?, text_excerpt = NULL, seen_at = ?, root = ? "
-                          "WHERE id = ?"),
-                      bindings);
+            writeLight();
+            qint64 id = 0;
+            if (!row.id) {
+                SQLBindings bindings = contentBindings(r);
+                bindings << initialTextState(r.kind) << seenAt << root << r.path;
+                std::lock_guard guard(m_db->lock());
+                m_db->run(QStringLiteral(
+                              "INSERT INTO files(name, ext, uti, kind, size, created, modified, added, opened, source, "
+                              "source_url, bundle_id, is_screenshot, width, height, duration, pages, text_state, "
+                              "seen_at, root, path) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+                          bindings);
+                id = m_db->lastInsertRowID();
+            } else {
+                id = *row.id;
+                if (!titleOfID.contains(id))
+                    replaced.append({QStringLiteral("file"), QString::number(id)});
+                SQLBindings bindings = contentBindings(r);
+                bindings << initialTextState(r.kind) << seenAt << root << id;
+                m_db->run(QStringLiteral(
+                              "UPDATE files SET name = ?, ext = ?, uti = ?, kind = ?, size = ?, created = ?, "
+                              "modified = ?, added = ?, opened = ?, source = ?, source_url = ?, bundle_id = ?, "
+                              "is_screenshot = ?, width = ?, height = ?, duration = ?, pages = ?, sha256 = NULL, "
+                              "feature_print = NULL, text_state = ?, text_excerpt = NULL, seen_at = ?, root = ? "
+                              "WHERE id = ?"),
+                          bindings);
+            }
             stored.insert(r.path, {id, r.size, r.modified.value_or(-1.0), r.kind});
-            setPassages(QStringLiteral("file"), QString::number(id), title(r), {});
+            // A path seen twice in one batch keeps the title of its last record.
+            const PassageSet set{{QStringLiteral("file"), QString::number(id)}, title(r), {}};
+            if (const auto it = titleOfID.constFind(id); it != titleOfID.constEnd()) {
+                titles[*it] = set;
+            } else {
+                titleOfID.insert(id, titles.size());
+                titles.append(set);
+            }
         }
-        writeGathered();
+        writeLight();
+        deletePassages(replaced);
+        insertPassages(titles);
     });
-}
-
-QHash<QString, qint64> IndexStore::insertFiles(const QList<const FileRecord *> &records, const QString &root,
-                                               double seenAt)
-{
-    // Many rows a statement, each new id read back with its path; then the
-    // title rows of their passages the same way. A new id has no passages
-    // yet (every removal takes a file's passages with it), so the delete
-    // that replacing passages needs, a scan of the whole full-text table,
-    // is left out.
-    QHash<QString, qint64> ids;
-    constexpr qsizetype slice = 400;
-    for (qsizetype from = 0; from < records.size(); from += slice) {
-        const QList<const FileRecord *> part = records.mid(from, slice);
-        SQLBindings bindings;
-        QStringList values;
-        for (const FileRecord *r : part) {
-            values.append(QStringLiteral("(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"));
-            bindings += contentBindings(*r);
-            bindings << initialTextState(r->kind) << seenAt << root << r->path;
-        }
-        const auto rows = m_db->query(
-            QStringLiteral("INSERT INTO files(name, ext, uti, kind, size, created, modified, added, opened, source, "
-                           "source_url, bundle_id, is_screenshot, width, height, duration, pages, text_state, "
-                           "seen_at, root, path) VALUES ")
-                + values.join(u',') + QStringLiteral(" RETURNING id, path"),
-            bindings);
-        for (const SQLRow &row : rows)
-            ids.insert(row.string(QStringLiteral("path")).value_or(QString()), row.integer(QStringLiteral("id")).value_or(0));
-
-        SQLBindings titles;
-        QStringList titleValues;
-        for (const FileRecord *r : part) {
-            titleValues.append(QStringLiteral("(?, '', 'file', ?, 0)"));
-            titles << title(*r) << QString::number(ids.value(r->path));
-        }
-        m_db->run(QStringLiteral("INSERT INTO passages(title, body, owner_type, owner_id, ord) VALUES ")
-                      + titleValues.join(u','),
-                  titles);
-    }
-    return ids;
 }
 
 void IndexStore::lightUpdate(const QList<std::pair<qint64, const FileRecord *>> &rows, const QString &root,
@@ -257,9 +232,9 @@ void IndexStore::lightUpdate(const QList<std::pair<qint64, const FileRecord *>> 
     // One statement for many rows: an unchanged file costs a row of it
     // instead of a statement of its own. The desktop prunes its list of
     // recently used files, so a missing last-used date means unknown: the
-    // stored one stays. A source the scan didn't find stays too.
-    // Rows without a source leave the source columns out of the statement,
-    // which spares the source index a rewrite of every row.
+    // stored one stays. A source the scan didn't find stays too. Rows
+    // without a source leave the source columns out of the statement, which
+    // spares the source index a rewrite of every row.
     QList<std::pair<qint64, const FileRecord *>> withSource;
     QList<std::pair<qint64, const FileRecord *>> withoutSource;
     for (const auto &row : rows)
@@ -305,22 +280,6 @@ QHash<QString, FileKind> IndexStore::unchangedKinds(const QList<FileRecord> &rec
     return unchanged;
 }
 
-void IndexStore::setPassages(const QString &ownerType, const QString &ownerID, const QString &title,
-                             const QStringList &bodies)
-{
-    m_db->run(QStringLiteral("DELETE FROM passages WHERE owner_type = ? AND owner_id = ?"), {ownerType, ownerID});
-    insertPassages(ownerType, ownerID, title, bodies);
-}
-
-void IndexStore::insertPassages(const QString &ownerType, const QString &ownerID, const QString &title,
-                                const QStringList &bodies)
-{
-    const QStringList rows = bodies.isEmpty() ? QStringList{QString()} : bodies;
-    for (int i = 0; i < rows.size(); ++i) {
-        m_db->run(QStringLiteral("INSERT INTO passages(title, body, owner_type, owner_id, ord) VALUES(?, ?, ?, ?, ?)"),
-                  {i == 0 ? title : QString(), rows.at(i), ownerType, ownerID, i});
-    }
-}
 
 namespace {
 

@@ -99,10 +99,39 @@ public:
     // kind stored for each: a scan skips reading their content.
     QHash<QString, FileKind> unchangedKinds(const QList<FileRecord> &records) const;
 
+    // The passages of one owner: "file" with the decimal file id, or "note"
+    // and "transcript" with a meeting id.
+    struct PassageOwner
+    {
+        QString type;
+        QString id;
+        friend bool operator==(const PassageOwner &, const PassageOwner &) = default;
+    };
+    struct PassageSet
+    {
+        PassageOwner owner;
+        QString title; // carried by the first passage only
+        QStringList bodies; // none still makes one row, so the title stands
+    };
+
     // Replaces an owner's passages; the first one carries the title. Meant to
     // run inside a transaction.
     void setPassages(const QString &ownerType, const QString &ownerID, const QString &title,
                      const QStringList &bodies);
+    // The same for many owners at once: one delete and few inserts into the
+    // full-text table, however many owners. An owner named twice keeps the
+    // last set.
+    void setPassages(const QList<PassageSet> &sets);
+    // Removes every passage of the owners. All passages leave the library
+    // through here.
+    void deletePassages(const QList<PassageOwner> &owners);
+
+    // Passages of files live at rowids (file id << 12) + ord, so that a
+    // file's rows are one rowid range of the full-text table rather than a
+    // scan over all of it (the table can't index its owner columns). Other
+    // owners take negative rowids, counting down. A file keeps at most this
+    // many passages.
+    static constexpr int maxPassagesPerFile = 4096;
 
     // ---- Removing rows. Each removes a file's passages, then its row. ----
 
@@ -173,17 +202,17 @@ public:
     Counts counts() const;
 
 private:
-    // A file's passages, then its row. Runs inside the caller's transaction.
-    void deleteFileRows(qint64 id);
-    void deleteEach(const QString &selectIDs, const SQLBindings &bindings);
-    // Inserts new files with their title rows; returns their ids by path.
-    QHash<QString, qint64> insertFiles(const QList<const FileRecord *> &records, const QString &root, double seenAt);
+    // Writes the sets without removing anything first: for owners that have
+    // no passages yet.
+    void insertPassages(const QList<PassageSet> &sets);
+    // Removes the files of the ids and their passages, in bulk. Runs inside
+    // the caller's transaction.
+    void deleteFiles(const QList<qint64> &ids);
+    // deleteFiles on the ids a statement selects, in one transaction.
+    qint64 deleteSelected(const QString &selectIDs, const SQLBindings &bindings);
     // The light update of unchanged files: last-used and added dates,
     // source, screenshot flag, seen time and root.
     void lightUpdate(const QList<std::pair<qint64, const FileRecord *>> &rows, const QString &root, double seenAt);
-    // setPassages without the delete, for an owner that has none yet.
-    void insertPassages(const QString &ownerType, const QString &ownerID, const QString &title,
-                        const QStringList &bodies);
 
     std::shared_ptr<SQLiteDatabase> m_db;
 };
