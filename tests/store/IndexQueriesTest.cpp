@@ -1,7 +1,7 @@
 // The store's maintenance and query statements, on a real library file.
 #include "search/SearchQuery.h"
 #include "store/IndexStore.h"
-#include "support/RecordBuilder.h"
+#include "support/RecordFixtures.h"
 #include "support/TestEnvironment.h"
 
 #include <QUrl>
@@ -12,7 +12,7 @@ namespace {
 
 FileRecord makeRecord(const QString &path, FileKind kind, qint64 size, double modified = 1000)
 {
-    return makeFileRecord(path, kind, size, modified);
+    return RecordFixtures::file(path, size, modified, kind);
 }
 
 class IndexQueriesTest : public ::testing::Test
