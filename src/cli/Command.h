@@ -69,3 +69,6 @@ const QList<Command> &allCommands();
 
 // One command's table entry each; the list in Commands.cpp joins them.
 Command infoCommand();
+Command duplicatesCommand();
+Command cleanupCommand();
+Command trashCommand();

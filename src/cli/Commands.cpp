@@ -4,6 +4,9 @@ const QList<Command> &allCommands()
 {
     static const QList<Command> commands{
         infoCommand(),
+        duplicatesCommand(),
+        cleanupCommand(),
+        trashCommand(),
     };
     return commands;
 }
