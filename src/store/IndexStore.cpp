@@ -125,6 +125,13 @@ void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, d
     if (records.isEmpty())
         return;
     m_db->transaction([&] {
+        // Title rows are written after the files rows, all at once: each
+        // statement on the full-text table flushes its pending index data, so
+        // one statement per batch instead of two per file keeps the index
+        // compact and the batch fast.
+        QList<PassageSet> titles;
+        QHash<qint64, qsizetype> titleOfID;
+        QList<PassageOwner> replaced;
         for (const FileRecord &r : records) {
             const auto rows = m_db->query(QStringLiteral("SELECT id, size, modified FROM files WHERE path = ?"), {r.path});
             const auto storedID = rows.isEmpty() ? std::nullopt : rows.first().integer(QStringLiteral("id"));
@@ -147,6 +154,8 @@ void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, d
                 continue;
             } else {
                 id = *storedID;
+                if (!titleOfID.contains(id))
+                    replaced.append({QStringLiteral("file"), QString::number(id)});
                 SQLBindings bindings = contentBindings(r);
                 bindings << initialTextState(r.kind) << seenAt << root << id;
                 m_db->run(QStringLiteral(
@@ -157,20 +166,18 @@ void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, d
                               "WHERE id = ?"),
                           bindings);
             }
-            setPassages(QStringLiteral("file"), QString::number(id), title(r), {});
+            // A path seen twice in one batch keeps the title of its last record.
+            const PassageSet set{{QStringLiteral("file"), QString::number(id)}, title(r), {}};
+            if (const auto it = titleOfID.constFind(id); it != titleOfID.constEnd()) {
+                titles[*it] = set;
+            } else {
+                titleOfID.insert(id, titles.size());
+                titles.append(set);
+            }
         }
+        deletePassages(replaced);
+        insertPassages(titles);
     });
-}
-
-void IndexStore::setPassages(const QString &ownerType, const QString &ownerID, const QString &title,
-                             const QStringList &bodies)
-{
-    m_db->run(QStringLiteral("DELETE FROM passages WHERE owner_type = ? AND owner_id = ?"), {ownerType, ownerID});
-    const QStringList rows = bodies.isEmpty() ? QStringList{QString()} : bodies;
-    for (int i = 0; i < rows.size(); ++i) {
-        m_db->run(QStringLiteral("INSERT INTO passages(title, body, owner_type, owner_id, ord) VALUES(?, ?, ?, ?, ?)"),
-                  {i == 0 ? title : QString(), rows.at(i), ownerType, ownerID, i});
-    }
 }
 
 namespace {

@@ -42,10 +42,39 @@ public:
     // update that keeps its derived data; a changed one is reset.
     void upsert(const QList<FileRecord> &records, const QString &root, double seenAt);
 
+    // The passages of one owner: "file" with the decimal file id, or "note"
+    // and "transcript" with a meeting id.
+    struct PassageOwner
+    {
+        QString type;
+        QString id;
+        friend bool operator==(const PassageOwner &, const PassageOwner &) = default;
+    };
+    struct PassageSet
+    {
+        PassageOwner owner;
+        QString title; // carried by the first passage only
+        QStringList bodies; // none still makes one row, so the title stands
+    };
+
     // Replaces an owner's passages; the first one carries the title. Meant to
     // run inside a transaction.
     void setPassages(const QString &ownerType, const QString &ownerID, const QString &title,
                      const QStringList &bodies);
+    // The same for many owners at once: one delete and few inserts into the
+    // full-text table, however many owners. An owner named twice keeps the
+    // last set.
+    void setPassages(const QList<PassageSet> &sets);
+    // Removes every passage of the owners. All passages leave the library
+    // through here.
+    void deletePassages(const QList<PassageOwner> &owners);
+
+    // Passages of files live at rowids (file id << 12) + ord, so that a
+    // file's rows are one rowid range of the full-text table rather than a
+    // scan over all of it (the table can't index its owner columns). Other
+    // owners take negative rowids, counting down. A file keeps at most this
+    // many passages.
+    static constexpr int maxPassagesPerFile = 4096;
 
     // The text that makes a file findable by name before its content is read.
     static QString title(const FileRecord &record);
@@ -61,5 +90,9 @@ public:
     Counts counts() const;
 
 private:
+    // Writes the sets without removing anything first: for owners that have
+    // no passages yet.
+    void insertPassages(const QList<PassageSet> &sets);
+
     std::shared_ptr<SQLiteDatabase> m_db;
 };

@@ -168,27 +168,6 @@ QString SQLiteError::description() const
 
 namespace {
 
-// A prepared statement that is finalized on every way out.
-class Statement
-{
-public:
-    Statement(sqlite3 *db, const QString &sql)
-    {
-        const QByteArray utf8 = sql.toUtf8();
-        m_code = sqlite3_prepare_v2(db, utf8.constData(), int(utf8.size()), &m_stmt, nullptr);
-    }
-    ~Statement() { sqlite3_finalize(m_stmt); }
-    Statement(const Statement &) = delete;
-    Statement &operator=(const Statement &) = delete;
-
-    int prepareCode() const { return m_code; }
-    sqlite3_stmt *get() const { return m_stmt; }
-
-private:
-    sqlite3_stmt *m_stmt = nullptr;
-    int m_code = SQLITE_OK;
-};
-
 int bindValue(sqlite3_stmt *stmt, int index, const SQLValue &value)
 {
     switch (value.type()) {
@@ -234,6 +213,58 @@ SQLValue columnValue(sqlite3_stmt *stmt, int index)
 
 } // namespace
 
+// A statement from the cache (prepared on first use), reset and cleared on
+// every way out so that the next user finds it fresh.
+class SQLiteDatabase::CachedStatement
+{
+public:
+    CachedStatement(SQLiteDatabase &db, const QString &sql)
+    {
+        auto it = db.m_statements.constFind(sql);
+        if (it != db.m_statements.constEnd()) {
+            m_stmt = *it;
+            return;
+        }
+        const QByteArray utf8 = sql.toUtf8();
+        m_code = sqlite3_prepare_v3(db.m_handle, utf8.constData(), int(utf8.size()), SQLITE_PREPARE_PERSISTENT,
+                                    &m_stmt, nullptr);
+        if (m_code != SQLITE_OK) {
+            sqlite3_finalize(m_stmt);
+            m_stmt = nullptr;
+            return;
+        }
+        // Statements with ids spelled out inline differ every time; a bound
+        // on the cache keeps them from piling up.
+        constexpr qsizetype cacheLimit = 128;
+        if (db.m_statements.size() >= cacheLimit)
+            db.finalizeStatements();
+        db.m_statements.insert(sql, m_stmt);
+    }
+    ~CachedStatement()
+    {
+        if (!m_stmt)
+            return;
+        sqlite3_reset(m_stmt);
+        sqlite3_clear_bindings(m_stmt);
+    }
+    CachedStatement(const CachedStatement &) = delete;
+    CachedStatement &operator=(const CachedStatement &) = delete;
+
+    int prepareCode() const { return m_code; }
+    sqlite3_stmt *get() const { return m_stmt; }
+
+private:
+    sqlite3_stmt *m_stmt = nullptr;
+    int m_code = SQLITE_OK;
+};
+
+void SQLiteDatabase::finalizeStatements()
+{
+    for (sqlite3_stmt *stmt : std::as_const(m_statements))
+        sqlite3_finalize(stmt);
+    m_statements.clear();
+}
+
 SQLiteDatabase::SQLiteDatabase(const QString &path)
     : m_path(path)
 {
@@ -265,6 +296,7 @@ SQLiteDatabase::SQLiteDatabase(const QString &path)
 
 SQLiteDatabase::~SQLiteDatabase()
 {
+    finalizeStatements();
     sqlite3_close_v2(m_handle);
 }
 
@@ -301,7 +333,7 @@ void bindAll(sqlite3 *db, sqlite3_stmt *stmt, const SQLBindings &bindings)
 int SQLiteDatabase::run(const QString &sql, const SQLBindings &bindings)
 {
     std::lock_guard guard(m_lock);
-    Statement stmt(m_handle, sql);
+    CachedStatement stmt(*this, sql);
     if (stmt.prepareCode() != SQLITE_OK)
         throw lastError(stmt.prepareCode());
     bindAll(m_handle, stmt.get(), bindings);
@@ -314,7 +346,7 @@ int SQLiteDatabase::run(const QString &sql, const SQLBindings &bindings)
 QList<SQLRow> SQLiteDatabase::query(const QString &sql, const SQLBindings &bindings)
 {
     std::lock_guard guard(m_lock);
-    Statement stmt(m_handle, sql);
+    CachedStatement stmt(*this, sql);
     if (stmt.prepareCode() != SQLITE_OK)
         throw lastError(stmt.prepareCode());
     bindAll(m_handle, stmt.get(), bindings);

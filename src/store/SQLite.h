@@ -15,6 +15,7 @@
 #include <variant>
 
 struct sqlite3;
+struct sqlite3_stmt;
 
 class SQLValue
 {
@@ -149,10 +150,18 @@ public:
     QString path() const { return m_path; }
 
 private:
+    class CachedStatement;
+    friend class CachedStatement;
+
     void rollbackQuietly();
+    void finalizeStatements();
     SQLiteError lastError(int code) const;
 
     sqlite3 *m_handle = nullptr;
+    // Prepared statements by their text, reset after each use. Preparing is
+    // a large share of a short statement's cost, and the indexer runs the
+    // same few statements hundreds of thousands of times.
+    QHash<QString, sqlite3_stmt *> m_statements;
     std::recursive_mutex m_lock;
     QString m_path;
 };

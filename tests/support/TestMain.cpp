@@ -11,6 +11,9 @@
 int main(int argc, char **argv)
 {
     TestEnvironment::isolate();
+    // Screens and clipboards work without a display.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
     ::testing::InitGoogleTest(&argc, argv);
     QGuiApplication app(argc, argv);
     const int status = RUN_ALL_TESTS();
