@@ -1,4 +1,5 @@
 // Which files the clean-up suggestions pick, and in which category.
+#include "TidyFixtures.h"
 #include "tidy/CleanupRules.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // Keepers, waste ordering, pruning and the clustering of photo prints.
+#include "TidyFixtures.h"
 #include "tidy/Duplicates.h"
 
 #include <gtest/gtest.h>

@@ -157,7 +157,7 @@ TEST_F(DuplicateScanTest, SimilarPhotosGroupAcrossFormatsAndSkipWhatCannotBeComp
     FileRecord screenshot = addPhoto(QStringLiteral("Pictures/Screenshot_1.png"), garden, "PNG");
     screenshot.isScreenshot = true;
     store->upsert({screenshot}, root, 1);
-    addPhoto(QStringLiteral("Pictures/garden.gif"), garden, "GIF");
+    addPhoto(QStringLiteral("Pictures/garden.gif"), garden, "PNG");
     const FileRecord excluded = addPhoto(QStringLiteral("Pictures/garden-again.jpg"), garden);
     const FileRecord broken = add(QStringLiteral("Pictures/broken.jpg"), QByteArray("\xff\xd8\xff\xe0 broken", 12), FileKind::image);
 
@@ -189,8 +189,9 @@ TEST_F(DuplicateScanTest, SimilarPhotosGroupAcrossFormatsAndSkipWhatCannotBeComp
 
 TEST_F(DuplicateScanTest, ModelScansWithProgressAndKeepsTheUsersChoices)
 {
-    const QByteArray big = randomBytes(20000, 5);
-    const QByteArray mid = randomBytes(9000, 6);
+    // Sizes that order the groups by waste: big, mid, then the photo.
+    const QByteArray big = randomBytes(200000, 5);
+    const QByteArray mid = randomBytes(100000, 6);
     const FileRecord bigA = add(QStringLiteral("x/big.bin"), big, FileKind::document, 1);
     const FileRecord bigB = add(QStringLiteral("y/big.bin"), big, FileKind::document, 2);
     const FileRecord bigC = add(QStringLiteral("z/big.bin"), big, FileKind::document, 3);
@@ -236,8 +237,10 @@ TEST_F(DuplicateScanTest, ModelScansWithProgressAndKeepsTheUsersChoices)
 
     const DuplicateGroup bigGroup = model.identical().first();
     EXPECT_EQ(bigGroup.keeper.id, bigA.id);
+    EXPECT_EQ(model.identical().at(2).files.first().name, QStringLiteral("one.jpg"));
     const qint64 photoWaste = model.identical().at(2).wastedBytes();
-    EXPECT_EQ(model.reclaimableBytes(), 40000 + 9000 + photoWaste);
+    ASSERT_LT(photoWaste, 100000);
+    EXPECT_EQ(model.reclaimableBytes(), 400000 + 100000 + photoWaste);
 
     // The user's keeper overrides the rule for that group alone; a skipped
     // group takes no part in the removals but stays listed.
@@ -249,7 +252,7 @@ TEST_F(DuplicateScanTest, ModelScansWithProgressAndKeepsTheUsersChoices)
     EXPECT_EQ(removed, (QStringList{bigA.path, bigB.path}));
     const DuplicateGroup midGroup = model.identical().at(1);
     model.setSkipped(midGroup, true);
-    EXPECT_EQ(model.reclaimableBytes(), 40000 + photoWaste);
+    EXPECT_EQ(model.reclaimableBytes(), 400000 + photoWaste);
     EXPECT_EQ(model.identical().size(), 3);
     for (const FileRecord &file : model.allRemovals())
         EXPECT_NE(file.id, bigC.id) << "the keeper is never removed";

@@ -1,5 +1,6 @@
 // The photo fingerprint on real photographs and their near-duplicates, and on
 // generated pictures.
+#include "TidyFixtures.h"
 #include "support/TestEnvironment.h"
 #include "tidy/FeaturePrint.h"
 

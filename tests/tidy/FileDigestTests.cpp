@@ -1,4 +1,5 @@
 // SHA-256 digests of files read in chunks.
+#include "TidyFixtures.h"
 #include "support/TestEnvironment.h"
 #include "tidy/FileDigest.h"
 

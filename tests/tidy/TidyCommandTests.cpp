@@ -62,8 +62,8 @@ TEST_F(TidyCommandTest, DuplicatesListsGroupsWithTheKeeper)
     const auto text = larder({QStringLiteral("duplicates")});
     EXPECT_EQ(text.exitCode, 0) << text.err.toStdString();
     EXPECT_EQ(text.out, QStringLiteral("2 identical copies · 6 KB reclaimable\n"
-                                       "  keep   %1/docs/report.pdf  6 KB\n"
-                                       "  trash  %1/docs/report copy.pdf  6 KB\n\n"
+                                       "  trash  %1/docs/report copy.pdf  6 KB\n"
+                                       "  keep   %1/docs/report.pdf  6 KB\n\n"
                                        "1 group · 6 KB in copies\n")
                             .arg(root));
     EXPECT_TRUE(text.err.isEmpty()) << "no progress when stderr isn't a terminal";
