@@ -1,7 +1,7 @@
 // `larder cleanup`: what could probably go, by category.
 #include "cli/Command.h"
 
-#include "cli/RecordJson.h"
+#include "cli/FileOutput.h"
 #include "core/AppModel.h"
 #include "core/Format.h"
 #include "store/IndexStore.h"
@@ -40,7 +40,7 @@ int runCleanup(CommandContext &context)
         for (const CleanupCategory &category : categories) {
             QJsonArray files;
             for (const FileRecord &file : category.files)
-                files.append(recordJson(file));
+                files.append(FileOutput::json(file));
             list.append(QJsonObject{
                 {QStringLiteral("kind"), CleanupCategory::rawValue(category.kind)},
                 {QStringLiteral("title"), CleanupCategory::title(category.kind)},

@@ -58,6 +58,8 @@ private:
 struct Command
 {
     QString name;
+    // One line for the general help. A command without one is internal and
+    // isn't listed there.
     QString summary;
     // Adds the command's options and positional arguments.
     std::function<void(QCommandLineParser &)> configure;
@@ -69,6 +71,11 @@ const QList<Command> &allCommands();
 
 // One command's table entry each; the list in Commands.cpp joins them.
 Command infoCommand();
+Command scanCommand();
+Command listCommand();
+Command extractWorkerCommand();
+Command keyCommand();
+Command claudeCommand();
 Command duplicatesCommand();
 Command cleanupCommand();
 Command trashCommand();

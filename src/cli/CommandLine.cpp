@@ -167,8 +167,11 @@ QString generalUsage()
     stream << "Usage: larder [COMMAND] [OPTIONS]\n\n"
            << "Without a command, Larder opens its window.\n\n"
            << "Commands:\n";
-    for (const Command &command : allCommands())
+    for (const Command &command : allCommands()) {
+        if (command.summary.isEmpty())
+            continue;
         stream << "  " << command.name.leftJustified(12) << command.summary << "\n";
+    }
     stream << "\nOptions for every command:\n"
            << "  --database PATH   Use the library at PATH.\n"
            << "  --roots A:B       Index these folders instead of the chosen ones.\n"

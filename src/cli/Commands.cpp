@@ -4,6 +4,11 @@ const QList<Command> &allCommands()
 {
     static const QList<Command> commands{
         infoCommand(),
+        scanCommand(),
+        listCommand(),
+        extractWorkerCommand(),
+        claudeCommand(),
+        keyCommand(),
         duplicatesCommand(),
         cleanupCommand(),
         trashCommand(),

@@ -2,7 +2,7 @@
 // keep marked and the bytes the others take.
 #include "cli/Command.h"
 
-#include "cli/RecordJson.h"
+#include "cli/FileOutput.h"
 #include "core/AppModel.h"
 #include "core/Format.h"
 #include "tidy/DuplicatesModel.h"
@@ -30,7 +30,7 @@ QJsonObject groupJson(const DuplicateGroup &group)
 {
     QJsonArray files;
     for (const FileRecord &file : group.files)
-        files.append(recordJson(file));
+        files.append(FileOutput::json(file));
     return QJsonObject{
         {QStringLiteral("identity"), group.identity()},
         {QStringLiteral("kind"), duplicateGroupKindRawValue(group.kind)},

@@ -27,3 +27,11 @@ public:
 private:
     QString m_description;
 };
+
+// Thrown by blocking work that noticed its cancellation token. Callers treat
+// it as silence, never as a failure to show.
+class CancellationError : public std::exception
+{
+public:
+    const char *what() const noexcept override { return "cancelled"; }
+};

@@ -102,13 +102,20 @@ int initialTextState(FileKind kind)
     return (kind == FileKind::image || kind == FileKind::document) ? 0 : 2;
 }
 
-bool isUnchanged(const SQLRow &stored, const FileRecord &record)
+// What the upsert compares of a stored row.
+struct StoredFile
 {
-    const auto storedSize = stored.integer(QStringLiteral("size"));
-    if (!storedSize || *storedSize != record.size)
+    std::optional<qint64> id;
+    std::optional<qint64> size;
+    double modified = -1.0; // -1 when absent
+    FileKind kind = FileKind::other;
+};
+
+bool isUnchanged(const StoredFile &stored, const FileRecord &record)
+{
+    if (!stored.size || *stored.size != record.size)
         return false;
-    const double storedModified = stored.date(QStringLiteral("modified")).value_or(-1.0);
-    return std::abs(storedModified - record.modified.value_or(-1.0)) < 0.001;
+    return std::abs(stored.modified - record.modified.value_or(-1.0)) < 0.001;
 }
 
 // The bindings that the insert and the full update share, in statement order.
@@ -120,23 +127,66 @@ SQLBindings contentBindings(const FileRecord &r)
 
 } // namespace
 
+// The stored rows of the records' paths, looked up in slices of 500, well
+// within SQLite's limit on parameters.
+static QHash<QString, StoredFile> storedFiles(SQLiteDatabase &db, const QList<FileRecord> &records)
+{
+    QHash<QString, StoredFile> stored;
+    constexpr qsizetype slice = 500;
+    for (qsizetype from = 0; from < records.size(); from += slice) {
+        SQLBindings bindings;
+        QStringList marks;
+        for (const FileRecord &r : records.mid(from, slice)) {
+            bindings.append(r.path);
+            marks.append(QStringLiteral("?"));
+        }
+        const auto rows = db.query(
+            QStringLiteral("SELECT id, path, size, modified, kind FROM files WHERE path IN (") + marks.join(u',') + u')',
+            bindings);
+        for (const SQLRow &row : rows) {
+            stored.insert(row.string(QStringLiteral("path")).value_or(QString()),
+                          {row.integer(QStringLiteral("id")), row.integer(QStringLiteral("size")),
+                           row.date(QStringLiteral("modified")).value_or(-1.0),
+                           fileKindFromRawValue(row.string(QStringLiteral("kind")).value_or(QString()))});
+        }
+    }
+    return stored;
+}
+
 void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, double seenAt)
 {
     if (records.isEmpty())
         return;
     m_db->transaction([&] {
+        // One lookup for the batch instead of one a record; the map follows
+        // the batch's own writes, so a path that comes twice sees its first
+        // row.
+        QHash<QString, StoredFile> stored = storedFiles(*m_db, records);
+        // Light updates are gathered and written together, in order before
+        // any other write of the batch.
+        QList<std::pair<qint64, const FileRecord *>> light;
+        const auto writeLight = [&] {
+            if (!light.isEmpty())
+                lightUpdate(light, root, seenAt);
+            light.clear();
+        };
         // Title rows are written after the files rows, all at once: each
         // statement on the full-text table flushes its pending index data, so
         // one statement per batch instead of two per file keeps the index
-        // compact and the batch fast.
+        // compact and the batch fast. Files that had rows before the batch
+        // lose their old passages first.
         QList<PassageSet> titles;
         QHash<qint64, qsizetype> titleOfID;
         QList<PassageOwner> replaced;
         for (const FileRecord &r : records) {
-            const auto rows = m_db->query(QStringLiteral("SELECT id, size, modified FROM files WHERE path = ?"), {r.path});
-            const auto storedID = rows.isEmpty() ? std::nullopt : rows.first().integer(QStringLiteral("id"));
+            const StoredFile row = stored.value(r.path);
+            if (row.id && isUnchanged(row, r)) {
+                light.append({*row.id, &r});
+                continue;
+            }
+            writeLight();
             qint64 id = 0;
-            if (!storedID) {
+            if (!row.id) {
                 SQLBindings bindings = contentBindings(r);
                 bindings << initialTextState(r.kind) << seenAt << root << r.path;
                 std::lock_guard guard(m_db->lock());
@@ -146,14 +196,8 @@ void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, d
                               "seen_at, root, path) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
                           bindings);
                 id = m_db->lastInsertRowID();
-            } else if (isUnchanged(rows.first(), r)) {
-                m_db->run(QStringLiteral("UPDATE files SET opened = ?, added = ?, source = COALESCE(?, source), "
-                                         "source_url = COALESCE(?, source_url), is_screenshot = ?, seen_at = ?, "
-                                         "root = ? WHERE id = ?"),
-                          {r.opened, r.added, r.sourceID, r.sourceURL, r.isScreenshot ? 1 : 0, seenAt, root, *storedID});
-                continue;
             } else {
-                id = *storedID;
+                id = *row.id;
                 if (!titleOfID.contains(id))
                     replaced.append({QStringLiteral("file"), QString::number(id)});
                 SQLBindings bindings = contentBindings(r);
@@ -166,6 +210,7 @@ void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, d
                               "WHERE id = ?"),
                           bindings);
             }
+            stored.insert(r.path, {id, r.size, r.modified.value_or(-1.0), r.kind});
             // A path seen twice in one batch keeps the title of its last record.
             const PassageSet set{{QStringLiteral("file"), QString::number(id)}, title(r), {}};
             if (const auto it = titleOfID.constFind(id); it != titleOfID.constEnd()) {
@@ -175,10 +220,50 @@ void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, d
                 titles.append(set);
             }
         }
+        writeLight();
         deletePassages(replaced);
         insertPassages(titles);
     });
 }
+
+void IndexStore::lightUpdate(const QList<std::pair<qint64, const FileRecord *>> &rows, const QString &root,
+                             double seenAt)
+{
+    // One statement for many rows: an unchanged file costs a row of it
+    // instead of a statement of its own. The desktop prunes its list of
+    // recently used files, so a missing last-used date means unknown: the
+    // stored one stays. A source the scan didn't find stays too.
+    constexpr qsizetype slice = 400;
+    for (qsizetype from = 0; from < rows.size(); from += slice) {
+        SQLBindings bindings;
+        QStringList values;
+        for (const auto &[id, r] : rows.mid(from, slice)) {
+            values.append(QStringLiteral("(?, ?, ?, ?, ?, ?)"));
+            bindings << id << r->opened << r->added << r->sourceID << r->sourceURL << (r->isScreenshot ? 1 : 0);
+        }
+        bindings << seenAt << root;
+        m_db->run(QStringLiteral("WITH v(id, opened, added, source, source_url, shot) AS (VALUES ")
+                      + values.join(u',')
+                      + QStringLiteral(") UPDATE files SET opened = COALESCE(v.opened, files.opened), "
+                                       "added = v.added, source = COALESCE(v.source, files.source), "
+                                       "source_url = COALESCE(v.source_url, files.source_url), "
+                                       "is_screenshot = v.shot, seen_at = ?, root = ? FROM v WHERE files.id = v.id"),
+                  bindings);
+    }
+}
+
+QHash<QString, FileKind> IndexStore::unchangedKinds(const QList<FileRecord> &records) const
+{
+    QHash<QString, FileKind> unchanged;
+    const QHash<QString, StoredFile> stored = storedFiles(*m_db, records);
+    for (const FileRecord &r : records) {
+        const auto row = stored.constFind(r.path);
+        if (row != stored.constEnd() && row->id && isUnchanged(*row, r))
+            unchanged.insert(r.path, row->kind);
+    }
+    return unchanged;
+}
+
 
 namespace {
 

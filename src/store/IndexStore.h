@@ -2,13 +2,67 @@
 // every call goes through the database's lock.
 #pragma once
 
+#include "store/DownloadSource.h"
 #include "store/FileRecord.h"
 #include "store/SQLite.h"
 
 #include <QHash>
+#include <QSet>
 #include <QUrl>
 
 #include <memory>
+
+struct FileFilter;
+struct FileHit;
+enum class FileSort;
+
+// One full-text result over passages of files, notes and transcripts.
+struct PassageHit
+{
+    QString ownerType; // "file", "note" or "transcript"
+    QString ownerID; // decimal file id or meeting id
+    qint64 ord = 0; // place within the owner, from 0
+    QString title;
+    QString body;
+    QString snippet; // matched words between ⟦ and ⟧
+    double score = 0; // raw bm25: lower is better
+
+    friend bool operator==(const PassageHit &, const PassageHit &) = default;
+};
+size_t qHash(const PassageHit &hit, size_t seed = 0);
+
+struct KindStat
+{
+    FileKind kind = FileKind::other;
+    qint64 count = 0;
+    qint64 bytes = 0;
+
+    friend bool operator==(const KindStat &, const KindStat &) = default;
+};
+size_t qHash(const KindStat &stat, size_t seed = 0);
+
+struct SourceStat
+{
+    DownloadSource source;
+    qint64 count = 0;
+    qint64 bytes = 0;
+
+    friend bool operator==(const SourceStat &, const SourceStat &) = default;
+};
+size_t qHash(const SourceStat &stat, size_t seed = 0);
+
+// What a file's text extraction came to, in files.text_state.
+enum class TextState {
+    Waiting = 0, // images and documents until their text is read
+    Extracted = 1, // has passages
+    NoText = 2, // other kinds, or nothing was found
+    Failed = 3, // extraction failed while storing
+};
+
+// Cuts text into passages of at most size characters that overlap by at most
+// overlap characters, breaking at a paragraph, a sentence or a word where the
+// second half of a passage offers one. Whitespace is normalised first.
+QStringList passages(const QString &text, int size = 900, int overlap = 120);
 
 class IndexStore
 {
@@ -41,6 +95,9 @@ public:
     // file (same size, modification time within a millisecond) gets a light
     // update that keeps its derived data; a changed one is reset.
     void upsert(const QList<FileRecord> &records, const QString &root, double seenAt);
+    // The records that upsert would only lightly update, by path, with the
+    // kind stored for each: a scan skips reading their content.
+    QHash<QString, FileKind> unchangedKinds(const QList<FileRecord> &records) const;
 
     // The passages of one owner: "file" with the decimal file id, or "note"
     // and "transcript" with a meeting id.
@@ -76,6 +133,61 @@ public:
     // many passages.
     static constexpr int maxPassagesPerFile = 4096;
 
+    // ---- Removing rows. Each removes a file's passages, then its row. ----
+
+    // Unknown paths are passed over.
+    void deletePaths(const QStringList &paths);
+    // Every file under the folder, for a vanished path that may have been one.
+    void deleteFolder(const QString &folder);
+    // Every file found through the root, when the user drops the folder.
+    void deleteRoot(const QString &root);
+    // After a complete walk of root: removes the rows it didn't see again
+    // (seen_at before seenBefore) and returns how many.
+    qint64 reconcile(const QString &root, double seenBefore);
+
+    // ---- Text ----
+
+    // Stores a file's extracted text as passages and its excerpt. An absent
+    // page count keeps the one the scanner found.
+    void setText(const FileRecord &record, const QString &text, std::optional<qint64> pages = std::nullopt);
+    // Files waiting for text: documents, then screenshots, then other images,
+    // each newest first.
+    QList<FileRecord> textQueue(int limit) const;
+    qint64 textQueueCount() const;
+
+    // ---- Full text. The match text comes only from the search engine's
+    // builders, which make valid FTS5 expressions. ----
+
+    QList<PassageHit> searchPassages(const QString &match, const QStringList &ownerTypes,
+                                     const std::optional<QString> &excludingOwner, int limit) const;
+    // One hit a file, best first, under the filter.
+    QList<FileHit> searchFiles(const QString &match, const FileFilter &filter, int limit) const;
+
+    // ---- Listing and aggregates ----
+
+    QList<FileRecord> list(const FileFilter &filter, FileSort sort, int limit, int offset = 0) const;
+    struct Total
+    {
+        qint64 count = 0;
+        qint64 bytes = 0;
+    };
+    Total count(const FileFilter &filter) const;
+    // In no particular order: callers sort.
+    QList<KindStat> kindStats() const;
+    // Most files first.
+    QList<SourceStat> sourceStats() const;
+
+    // ---- Candidates for duplicates and clean-up ----
+
+    // Groups of two or more files of one size (applications left out),
+    // largest size first, each group ordered by path.
+    QList<QList<FileRecord>> sizeDuplicateCandidates(qint64 minSize) const;
+    // Installers, applications, screenshots, big videos and anything in the
+    // Downloads folder.
+    QList<FileRecord> cleanupCandidates(const QString &downloadsFolder) const;
+    // The stored image descriptors of those files that have one.
+    QHash<qint64, QByteArray> featurePrints(const QList<qint64> &ids) const;
+
     // The text that makes a file findable by name before its content is read.
     static QString title(const FileRecord &record);
 
@@ -93,6 +205,14 @@ private:
     // Writes the sets without removing anything first: for owners that have
     // no passages yet.
     void insertPassages(const QList<PassageSet> &sets);
+    // Removes the files of the ids and their passages, in bulk. Runs inside
+    // the caller's transaction.
+    void deleteFiles(const QList<qint64> &ids);
+    // deleteFiles on the ids a statement selects, in one transaction.
+    qint64 deleteSelected(const QString &selectIDs, const SQLBindings &bindings);
+    // The light update of unchanged files: last-used and added dates,
+    // source, screenshot flag, seen time and root.
+    void lightUpdate(const QList<std::pair<qint64, const FileRecord *>> &rows, const QString &root, double seenAt);
 
     std::shared_ptr<SQLiteDatabase> m_db;
 };

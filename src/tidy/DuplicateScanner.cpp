@@ -24,7 +24,7 @@ QList<DuplicateGroup> DuplicateScanner::findIdentical(const Progress &progress, 
         // Digest -> members, in the order the digests first appear.
         QStringList digests;
         QHash<QString, QList<FileRecord>> byDigest;
-        for (const FileRecord &file : run) {
+        for (FileRecord file : run) {
             if (token.isCancelled())
                 return groups;
             if (progress && index % 20 == 0)
@@ -37,6 +37,7 @@ QList<DuplicateGroup> DuplicateScanner::findIdentical(const Progress &progress, 
                 if (!digest)
                     continue;
                 store.db().run(QStringLiteral("UPDATE files SET sha256 = ? WHERE id = ?"), {*digest, file.id});
+                file.sha256 = digest;
             }
             if (!byDigest.contains(*digest))
                 digests.append(*digest);

@@ -1,6 +1,6 @@
 #include "tidy/FeaturePrint.h"
 
-#include "platform/ImageDecoding.h"
+#include "platform/ImageLoader.h"
 
 #include <QtMath>
 
@@ -110,7 +110,7 @@ std::optional<Vector> compute(const QImage &image)
 
 std::optional<Vector> compute(const QString &path)
 {
-    return compute(ImageDecoding::decode(path, decodeSide));
+    return compute(ImageLoader::bounded(path, decodeSide));
 }
 
 float distance(const float *a, const float *b, qsizetype length)

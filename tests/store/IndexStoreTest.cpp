@@ -120,7 +120,7 @@ TEST_F(IndexStoreTest, AnUnchangedFileGetsTheLightUpdateAndKeepsItsDerivedData)
     EXPECT_EQ(row.integer(QStringLiteral("text_state")), 1);
     EXPECT_EQ(row.string(QStringLiteral("text_excerpt")), QStringLiteral("hello"));
     EXPECT_EQ(row.string(QStringLiteral("source")), QStringLiteral("gmail")) << "a source not found again is kept";
-    EXPECT_EQ(row.real(QStringLiteral("opened")), std::nullopt) << "a fresh date reading replaces the old one";
+    EXPECT_EQ(row.real(QStringLiteral("opened")), 5.0) << "the desktop forgets old files: no reading keeps the date";
     EXPECT_EQ(row.real(QStringLiteral("added")), 7.0);
     EXPECT_EQ(row.real(QStringLiteral("seen_at")), 2.0);
     EXPECT_EQ(row.string(QStringLiteral("root")), QStringLiteral("/r2"));
@@ -233,4 +233,57 @@ TEST(FileKind, RawValuesRoundTripAndUnknownIsOther)
         EXPECT_EQ(fileKindFromRawValue(fileKindRawValue(kind)), kind);
     EXPECT_EQ(fileKindFromRawValue(QStringLiteral("Image")), FileKind::other);
     EXPECT_EQ(allFileKinds().size(), 7);
+}
+
+TEST_F(IndexStoreTest, PassagesOfFilesAndMeetingsReplaceAndLeaveOnlyTheirOwn)
+{
+    const auto countOf = [&](const QString &type, const QString &id) {
+        return *m_store->db()
+                    .scalar(QStringLiteral("SELECT COUNT(*) FROM passages WHERE owner_type = ? AND owner_id = ?"),
+                            {type, id})
+                    .intValue();
+    };
+    m_store->db().transaction([&] {
+        m_store->setPassages(QStringLiteral("file"), QStringLiteral("7"), QStringLiteral("seven"),
+                             {QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")});
+        m_store->setPassages(QStringLiteral("file"), QStringLiteral("8"), QStringLiteral("eight"), {});
+        m_store->setPassages(QStringLiteral("transcript"), QStringLiteral("m-1"), QStringLiteral("Standup"),
+                             {QStringLiteral("hello"), QStringLiteral("there")});
+        m_store->setPassages(QStringLiteral("note"), QStringLiteral("m-1"), QStringLiteral("Standup"),
+                             {QStringLiteral("notes")});
+        // An id that is a file's number but of another owner type.
+        m_store->setPassages(QStringLiteral("note"), QStringLiteral("7"), QStringLiteral("odd"), {});
+    });
+    m_store->db().transaction([&] {
+        m_store->setPassages(QStringLiteral("file"), QStringLiteral("7"), QStringLiteral("seven"), {QStringLiteral("z")});
+        m_store->setPassages(QStringLiteral("transcript"), QStringLiteral("m-1"), QStringLiteral("Standup"),
+                             {QStringLiteral("again")});
+    });
+    EXPECT_EQ(countOf(QStringLiteral("file"), QStringLiteral("7")), 1);
+    EXPECT_EQ(countOf(QStringLiteral("file"), QStringLiteral("8")), 1);
+    EXPECT_EQ(countOf(QStringLiteral("transcript"), QStringLiteral("m-1")), 1);
+    EXPECT_EQ(countOf(QStringLiteral("note"), QStringLiteral("m-1")), 1);
+    EXPECT_EQ(countOf(QStringLiteral("note"), QStringLiteral("7")), 1);
+
+    m_store->deletePassages({{QStringLiteral("file"), QStringLiteral("7")}, {QStringLiteral("note"), QStringLiteral("m-1")}});
+    EXPECT_EQ(countOf(QStringLiteral("file"), QStringLiteral("7")), 0);
+    EXPECT_EQ(countOf(QStringLiteral("note"), QStringLiteral("m-1")), 0);
+    EXPECT_EQ(m_store->counts().passages, 3);
+
+    // The full-text index agrees with the stored rows.
+    m_store->db().run(QStringLiteral("INSERT INTO passages(passages) VALUES('integrity-check')"));
+    const auto hits = m_store->db().query(QStringLiteral("SELECT owner_id FROM passages WHERE passages MATCH 'again'"));
+    ASSERT_EQ(hits.size(), 1);
+    EXPECT_EQ(hits.first().string(QStringLiteral("owner_id")), QStringLiteral("m-1"));
+    EXPECT_TRUE(m_store->db().query(QStringLiteral("SELECT 1 FROM passages WHERE passages MATCH 'seven'")).isEmpty());
+}
+
+TEST_F(IndexStoreTest, AFileKeepsAtMostItsPassageLimit)
+{
+    QStringList bodies;
+    for (int i = 0; i < IndexStore::maxPassagesPerFile + 10; ++i)
+        bodies.append(QStringLiteral("p%1").arg(i));
+    m_store->db().transaction([&] { m_store->setPassages(QStringLiteral("file"), QStringLiteral("3"), QString(), bodies); });
+    m_store->db().transaction([&] { m_store->setPassages(QStringLiteral("file"), QStringLiteral("4"), QString(), {}); });
+    EXPECT_EQ(m_store->counts().passages, IndexStore::maxPassagesPerFile + 1) << "and never spills into the next file";
 }

@@ -9,6 +9,7 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QThread>
+#include <QUuid>
 
 #include <memory>
 
@@ -36,6 +37,10 @@ void isolate()
     qputenv("XDG_STATE_HOME", QFile::encodeName(root + QStringLiteral("/.local/state")));
     for (const char *name : {"LARDER_TEST_HOST", "LARDER_ANTHROPIC_BASE_URL", "ANTHROPIC_API_KEY"})
         qunsetenv(name);
+    // The API key store and every larder the tests start use a keyring item
+    // of their own, so no test can read, change or delete a real key.
+    qputenv("LARDER_KEYRING_SERVICE",
+            "co.norvale.larder.tests-" + QUuid::createUuid().toByteArray(QUuid::WithoutBraces));
     QStandardPaths::setTestModeEnabled(false);
 }
 

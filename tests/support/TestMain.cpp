@@ -11,10 +11,14 @@
 int main(int argc, char **argv)
 {
     TestEnvironment::isolate();
-    // Screens and clipboards work without a display.
+    // Test discovery runs the programs at build time, outside CTest's
+    // environment: never reach for a display.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     ::testing::InitGoogleTest(&argc, argv);
+    // Offscreen unless told otherwise, also when CTest lists the tests.
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
     const int status = RUN_ALL_TESTS();
     TestEnvironment::cleanUp();

@@ -1,0 +1,531 @@
+#include "indexing/FileScanner.h"
+
+#include "core/Paths.h"
+#include "indexing/DownloadSources.h"
+#include "indexing/FileKinds.h"
+#include "platform/FileTraces.h"
+#include "platform/MediaFacts.h"
+#include "store/IndexStore.h"
+
+#include <QDir>
+#include <QFile>
+#include <QMimeDatabase>
+#include <QRegularExpression>
+#include <QStringDecoder>
+#include <QXmlStreamReader>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+
+namespace {
+
+bool isValidUtf8(const QByteArray &bytes)
+{
+    if (std::all_of(bytes.cbegin(), bytes.cend(), [](char c) { return uchar(c) < 0x80; }))
+        return true;
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    [[maybe_unused]] const QString text = decoder.decode(bytes);
+    return !decoder.hasError();
+}
+
+struct Stat
+{
+    struct statx st;
+
+    bool isDirectory() const { return S_ISDIR(st.stx_mode); }
+    bool isRegular() const { return S_ISREG(st.stx_mode); }
+    bool isLink() const { return S_ISLNK(st.stx_mode); }
+    std::optional<double> birth() const
+    {
+        if (!(st.stx_mask & STATX_BTIME))
+            return std::nullopt;
+        return seconds(st.stx_btime);
+    }
+    double modified() const { return seconds(st.stx_mtime); }
+    double accessed() const { return seconds(st.stx_atime); }
+    static double seconds(const statx_timestamp &t) { return double(t.tv_sec) + t.tv_nsec / 1e9; }
+};
+
+std::optional<Stat> statPath(const QByteArray &path)
+{
+    Stat result;
+    if (::statx(AT_FDCWD, path.constData(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT,
+                STATX_TYPE | STATX_MODE | STATX_SIZE | STATX_MTIME | STATX_ATIME | STATX_BTIME, &result.st)
+        != 0)
+        return std::nullopt;
+    return result;
+}
+
+QString lowercaseExtension(const QString &name)
+{
+    const qsizetype dot = name.lastIndexOf(u'.');
+    if (dot <= 0)
+        return QString();
+    return name.mid(dot + 1).toLower();
+}
+
+bool isPackageName(const QString &name)
+{
+    const QString extension = lowercaseExtension(name);
+    return !extension.isEmpty() && FileKinds::packageExtensions().contains(extension);
+}
+
+// The allocated bytes of every file inside a folder package.
+qint64 allocatedSize(const QByteArray &folder)
+{
+    qint64 total = 0;
+    DIR *dir = ::opendir(folder.constData());
+    if (!dir)
+        return 0;
+    while (const dirent *entry = ::readdir(dir)) {
+        const QByteArrayView name(entry->d_name);
+        if (name == "." || name == "..")
+            continue;
+        const QByteArray path = folder + '/' + name.toByteArray();
+        struct statx st;
+        if (::statx(AT_FDCWD, path.constData(), AT_SYMLINK_NOFOLLOW, STATX_TYPE | STATX_BLOCKS, &st) != 0)
+            continue;
+        if (S_ISDIR(st.stx_mode))
+            total += allocatedSize(path);
+        else if (!S_ISLNK(st.stx_mode))
+            total += qint64(st.stx_blocks) * 512;
+    }
+    ::closedir(dir);
+    return total;
+}
+
+// CFBundleIdentifier of an application folder's XML Info.plist.
+std::optional<QString> bundleIdentifier(const QString &appFolder)
+{
+    QFile file(appFolder + QStringLiteral("/Contents/Info.plist"));
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    QXmlStreamReader xml(&file);
+    bool nextIsIdentifier = false;
+    while (!xml.atEnd()) {
+        if (xml.readNext() != QXmlStreamReader::StartElement)
+            continue;
+        if (xml.name() == QLatin1String("key")) {
+            nextIsIdentifier = xml.readElementText() == QLatin1String("CFBundleIdentifier");
+        } else if (nextIsIdentifier) {
+            const QString value = xml.readElementText().trimmed();
+            if (xml.name() == QLatin1String("string") && !value.isEmpty())
+                return value;
+            nextIsIdentifier = false;
+        }
+    }
+    return std::nullopt;
+}
+
+// The name patterns of shared-mime-info that don't begin with "*" and so
+// look at a whole name ("Makefile.*", "README*", "CMakeLists.txt").
+class WholeNamePatterns
+{
+public:
+    static const WholeNamePatterns &instance()
+    {
+        static const WholeNamePatterns patterns;
+        return patterns;
+    }
+
+    // A quick, conservative test: true when a pattern's literal beginning
+    // is the beginning of the name, ignoring case.
+    bool mayMatch(const QString &name) const
+    {
+        for (const QString &prefix : m_prefixes) {
+            if (name.startsWith(prefix, Qt::CaseInsensitive))
+                return true;
+        }
+        for (const QRegularExpression &pattern : m_wildcardStarts) {
+            if (pattern.match(name).hasMatch())
+                return true;
+        }
+        return false;
+    }
+
+private:
+    WholeNamePatterns()
+    {
+        QSet<QString> prefixes;
+        for (const QMimeType &type : QMimeDatabase().allMimeTypes()) {
+            for (const QString &pattern : type.globPatterns()) {
+                if (pattern.startsWith(u'*'))
+                    continue;
+                const qsizetype wildcard = pattern.indexOf(QRegularExpression(QStringLiteral("[*?\\[]")));
+                const QString literal = wildcard < 0 ? pattern : pattern.left(wildcard);
+                if (literal.isEmpty()) {
+                    m_wildcardStarts.append(QRegularExpression(
+                        QRegularExpression::wildcardToRegularExpression(pattern),
+                        QRegularExpression::CaseInsensitiveOption | QRegularExpression::UseUnicodePropertiesOption));
+                } else {
+                    prefixes.insert(literal);
+                }
+            }
+        }
+        m_prefixes = QStringList(prefixes.cbegin(), prefixes.cend());
+    }
+
+    QStringList m_prefixes;
+    QList<QRegularExpression> m_wildcardStarts;
+};
+
+} // namespace
+
+struct FileScanner::Private
+{
+    struct NamedType
+    {
+        QMimeType type;
+        bool decided = true; // false: the content has the last word
+    };
+
+    // What a record of the current batch still needs once the library has
+    // said whether the file changed.
+    struct Pending
+    {
+        double accessed = 0; // the last launch, for applications
+        bool typeDecided = true;
+    };
+
+    const IndexStore *store = nullptr;
+    QMimeDatabase mimeDatabase;
+    FileTraces::RecentlyUsed recentlyUsed;
+    FileTraces::DownloadURIReader downloadURIs;
+    // Folders a known app saves into stand for the app that saved a file.
+    QList<QPair<QString, QString>> agentFolders;
+    QStringList applicationFolders; // <data dir>/applications/, for desktop-file ids
+    // Types by name, remembered by the part of the name from its first dot
+    // on ("tar.gz" of "backup.tar.gz"), which is all that the "*." patterns
+    // look at. Names that a pattern of a whole name could match
+    // ("Makefile.am", "README.md") are never remembered.
+    QHash<QString, NamedType> typeBySuffix;
+    QList<Pending> pending; // parallel to the batch
+    qint64 skippedNames = 0;
+
+    Private()
+    {
+        const QString downloads = Paths::userFolder(Paths::UserFolder::Downloads);
+        if (!downloads.isEmpty())
+            agentFolders.append({downloads + QStringLiteral("/Telegram Desktop/"), QStringLiteral("Telegram")});
+        const QString documents = Paths::userFolder(Paths::UserFolder::Documents);
+        if (!documents.isEmpty())
+            agentFolders.append({documents + QStringLiteral("/Zoom/"), QStringLiteral("zoom.us")});
+
+        QStringList dataDirs{Paths::dataHome()};
+        const QString systemDirs = qEnvironmentVariable("XDG_DATA_DIRS", QStringLiteral("/usr/local/share:/usr/share"));
+        dataDirs += systemDirs.split(u':', Qt::SkipEmptyParts);
+        for (const QString &dir : dataDirs)
+            applicationFolders.append(QDir::cleanPath(dir) + QStringLiteral("/applications/"));
+    }
+
+    // The type that the name gives. When the name alone doesn't decide,
+    // this is its best guess, and the content is looked at later, only for
+    // files whose facts are read in full.
+    NamedType typeByName(const QString &name)
+    {
+        const qsizetype dot = name.indexOf(u'.');
+        const bool rememberable = dot > 0 && !WholeNamePatterns::instance().mayMatch(name);
+        const QString suffix = rememberable ? name.mid(dot + 1) : QString();
+        if (rememberable) {
+            const auto known = typeBySuffix.constFind(suffix);
+            if (known != typeBySuffix.constEnd())
+                return *known;
+        }
+        const QList<QMimeType> byName = mimeDatabase.mimeTypesForFileName(name);
+        NamedType result;
+        if (byName.size() == 1) {
+            result.type = byName.first();
+        } else {
+            result.type = mimeDatabase.mimeTypeForFile(name, QMimeDatabase::MatchExtension);
+            result.decided = false;
+        }
+        if (rememberable && typeBySuffix.size() < 4096)
+            typeBySuffix.insert(suffix, result);
+        return result;
+    }
+
+    QString agent(const QString &path) const
+    {
+        for (const auto &[folder, agent] : agentFolders) {
+            if (path.startsWith(folder))
+                return agent;
+        }
+        return QString();
+    }
+
+    // The desktop-file id: the path under an applications folder with "/"
+    // as "-", without ".desktop"; elsewhere the file's own name.
+    QString desktopID(const QString &path, const QString &name) const
+    {
+        QString id = name;
+        for (const QString &folder : applicationFolders) {
+            if (path.startsWith(folder)) {
+                id = path.mid(folder.size()).replace(u'/', u'-');
+                break;
+            }
+        }
+        if (id.endsWith(QLatin1String(".desktop")))
+            id.chop(8);
+        return id;
+    }
+
+    std::optional<FileRecord> build(const QString &path, const QString &name, const Stat &stat, Pending &state);
+    void applyKind(FileRecord &record, FileKind kind, const Pending &state) const;
+    void readContentFacts(FileRecord &record) const;
+    void completeAndFlush(QList<FileRecord> &batch, const Flush &flush, const CancellationToken &token);
+};
+
+std::optional<FileRecord> FileScanner::Private::build(const QString &path, const QString &name, const Stat &stat,
+                                                      Pending &state)
+{
+    const bool isPackage = stat.isDirectory();
+    FileRecord r;
+    r.path = path;
+    r.name = name;
+    r.ext = lowercaseExtension(name);
+    FileKind kind = FileKind::other;
+    if (isPackage) {
+        kind = FileKinds::packageKind(r.ext);
+        // An unrecognised package is left out whole.
+        if (kind == FileKind::other)
+            return std::nullopt;
+        const QList<QMimeType> byName = mimeDatabase.mimeTypesForFileName(name);
+        if (!byName.isEmpty())
+            r.uti = byName.first().name();
+    } else {
+        const NamedType named = typeByName(name);
+        if (named.type.isValid())
+            r.uti = named.type.name();
+        kind = FileKinds::kind(named.type);
+        state.typeDecided = named.decided;
+    }
+    state.accessed = stat.accessed();
+    r.size = qint64(stat.st.stx_size);
+    // Birth time stands for both creation and arrival in the folder: a
+    // download, a copy and a move across file systems all set it.
+    r.created = stat.birth();
+    r.added = stat.birth();
+    r.modified = stat.modified();
+
+    QStringList whereFroms = FileTraces::whereFromAttributes(path);
+    if (whereFroms.isEmpty() && !isPackage) {
+        if (const auto uri = downloadURIs.downloadURI(path))
+            whereFroms.append(*uri);
+    }
+    if (const auto source = classifySource(whereFroms, agent(path))) {
+        r.sourceID = source;
+        if (whereFroms.size() >= 2)
+            r.sourceURL = whereFroms.at(1);
+        else if (whereFroms.size() == 1)
+            r.sourceURL = whereFroms.first();
+    }
+    applyKind(r, kind, state);
+    if (isPackage && kind == FileKind::app) {
+        r.bundleID = bundleIdentifier(path);
+        r.size = allocatedSize(QFile::encodeName(path));
+    }
+    return r;
+}
+
+// The fields that follow from the kind.
+void FileScanner::Private::applyKind(FileRecord &r, FileKind kind, const Pending &state) const
+{
+    r.kind = kind;
+    r.isScreenshot = kind == FileKind::image && FileKinds::isScreenshotName(r.name);
+    r.bundleID.reset();
+    if (kind != FileKind::app) {
+        r.opened = recentlyUsed.lastUsed(r.path);
+        return;
+    }
+    // The access time of an application stands for its last launch.
+    r.opened = state.accessed;
+    if (r.uti == QLatin1String("application/x-desktop"))
+        r.bundleID = desktopID(r.path, r.name);
+    else
+        r.bundleID = r.name;
+}
+
+void FileScanner::Private::readContentFacts(FileRecord &r) const
+{
+    switch (r.kind) {
+    case FileKind::image:
+        if (!r.width) {
+            if (const auto size = MediaFacts::imageSize(r.path)) {
+                r.width = size->width();
+                r.height = size->height();
+            }
+        }
+        break;
+    case FileKind::video:
+    case FileKind::audio: {
+        const MediaFacts::AudioVisual facts = MediaFacts::audioVisual(r.path);
+        r.duration = facts.duration;
+        if (r.kind == FileKind::video && facts.pixelSize) {
+            r.width = facts.pixelSize->width();
+            r.height = facts.pixelSize->height();
+        }
+        break;
+    }
+    case FileKind::document:
+        if (r.uti == QLatin1String("application/pdf"))
+            r.pages = MediaFacts::pdfPageCount(r.path);
+        break;
+    case FileKind::archive:
+    case FileKind::app:
+    case FileKind::other:
+        break;
+    }
+}
+
+void FileScanner::Private::completeAndFlush(QList<FileRecord> &batch, const Flush &flush,
+                                            const CancellationToken &token)
+{
+    if (batch.isEmpty())
+        return;
+    const QHash<QString, FileKind> unchanged = store ? store->unchangedKinds(batch) : QHash<QString, FileKind>();
+    QList<FileRecord> ready;
+    ready.reserve(batch.size());
+    for (qsizetype i = 0; i < batch.size(); ++i) {
+        FileRecord &record = batch[i];
+        const Pending &state = pending.at(i);
+        const auto stored = unchanged.constFind(record.path);
+        if (stored != unchanged.constEnd()) {
+            // Only the light facts are written; they follow the stored kind.
+            if (*stored != record.kind)
+                applyKind(record, *stored, state);
+        } else {
+            // A record stored without its facts would look unchanged at the
+            // next scan and never get them: after cancellation, leave it for
+            // the next walk instead.
+            if (token.isCancelled())
+                continue;
+            if (!state.typeDecided) {
+                const QMimeType type = mimeDatabase.mimeTypeForFile(record.path, QMimeDatabase::MatchDefault);
+                record.uti = type.isValid() ? std::optional<QString>(type.name()) : std::nullopt;
+                applyKind(record, FileKinds::kind(type), state);
+            }
+            readContentFacts(record);
+        }
+        ready.append(std::move(record));
+    }
+    batch.clear();
+    pending.clear();
+    if (!ready.isEmpty())
+        flush(ready);
+}
+
+FileScanner::FileScanner(const IndexStore *store)
+    : d(std::make_unique<Private>())
+{
+    d->store = store;
+}
+
+FileScanner::~FileScanner() = default;
+
+qint64 FileScanner::skippedNameCount() const
+{
+    return d->skippedNames;
+}
+
+qint64 FileScanner::walk(const QString &root, int batchSize, const Flush &flush, const CancellationToken &token)
+{
+    d->skippedNames = 0;
+    d->pending.clear();
+    d->recentlyUsed.refresh();
+    const QString rootPath = QDir::cleanPath(QDir(root).absolutePath());
+    const auto rootStat = statPath(QFile::encodeName(rootPath));
+    if (!rootStat || !rootStat->isDirectory())
+        return 0;
+
+    struct Frame
+    {
+        QString path;
+        QByteArray encodedPath;
+        QList<QByteArray> names;
+        qsizetype next = 0;
+    };
+    const auto listFolder = [](const QString &path) {
+        Frame frame{path, QFile::encodeName(path), {}, 0};
+        DIR *dir = ::opendir(frame.encodedPath.constData());
+        if (!dir)
+            return frame; // unreadable: nothing in it is seen
+        while (const dirent *entry = ::readdir(dir)) {
+            // Hidden entries, "." and ".." included, are never walked.
+            if (entry->d_name[0] == '.')
+                continue;
+            frame.names.append(QByteArray(entry->d_name));
+        }
+        ::closedir(dir);
+        std::sort(frame.names.begin(), frame.names.end());
+        return frame;
+    };
+
+    QList<Frame> stack{listFolder(rootPath)};
+    QList<FileRecord> batch;
+    batch.reserve(batchSize);
+    qint64 count = 0;
+    const auto prefix = [](const QString &folder) { return folder == QLatin1String("/") ? QString() : folder; };
+
+    while (!stack.isEmpty()) {
+        if (token.isCancelled())
+            break;
+        Frame &frame = stack.last();
+        if (frame.next >= frame.names.size()) {
+            stack.removeLast();
+            continue;
+        }
+        const QByteArray &encodedName = frame.names.at(frame.next++);
+        if (!isValidUtf8(encodedName)) {
+            ++d->skippedNames;
+            continue;
+        }
+        const QString name = QString::fromUtf8(encodedName);
+        const QString path = prefix(frame.path) + u'/' + name;
+        const auto stat = statPath(frame.encodedPath + '/' + encodedName);
+        if (!stat || stat->isLink())
+            continue;
+        if (stat->isDirectory() && !isPackageName(name)) {
+            if (!FileKinds::skippedFolderNames().contains(name))
+                stack.append(listFolder(path));
+            continue;
+        }
+        if (!stat->isDirectory() && !stat->isRegular())
+            continue; // pipes, sockets, devices
+        Private::Pending state;
+        auto record = d->build(path, name, *stat, state);
+        if (!record)
+            continue;
+        batch.append(std::move(*record));
+        d->pending.append(state);
+        ++count;
+        if (batch.size() >= batchSize)
+            d->completeAndFlush(batch, flush, token);
+    }
+    d->completeAndFlush(batch, flush, token);
+    return count;
+}
+
+std::optional<FileRecord> FileScanner::record(const QString &path)
+{
+    const QString cleaned = QDir::cleanPath(path);
+    const auto stat = statPath(QFile::encodeName(cleaned));
+    if (!stat || stat->isLink())
+        return std::nullopt;
+    const QString name = cleaned.section(u'/', -1);
+    if (stat->isDirectory() ? !isPackageName(name) : !stat->isRegular())
+        return std::nullopt;
+    d->recentlyUsed.refresh();
+    Private::Pending state;
+    auto record = d->build(cleaned, name, *stat, state);
+    if (!record)
+        return std::nullopt;
+    std::optional<FileRecord> result;
+    QList<FileRecord> batch{*record};
+    d->pending = {state};
+    d->completeAndFlush(batch, [&](const QList<FileRecord> &ready) { result = ready.first(); },
+                        CancellationToken::none());
+    return result;
+}

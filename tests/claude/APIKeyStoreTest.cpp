@@ -1,0 +1,135 @@
+#include "claude/APIKeyStore.h"
+
+#include <gtest/gtest.h>
+
+#include <QElapsedTimer>
+#include <QUuid>
+
+namespace {
+
+// A keyring of one item in memory that counts how often it is asked.
+class MemorySecretStore : public SecretStore
+{
+public:
+    std::optional<QString> item;
+    Status answer = Status::ok; // what write and remove report
+    int reads = 0;
+    int writes = 0;
+    int removals = 0;
+
+    Lookup read() override
+    {
+        ++reads;
+        return item ? Lookup{Status::ok, item} : Lookup{Status::notFound, std::nullopt};
+    }
+    Status write(const QString &secret) override
+    {
+        ++writes;
+        if (answer == Status::ok)
+            item = secret;
+        return answer;
+    }
+    Status remove() override
+    {
+        ++removals;
+        item.reset();
+        return answer;
+    }
+};
+
+class EnvironmentKey
+{
+public:
+    explicit EnvironmentKey(const std::optional<QByteArray> &value)
+    {
+        if (value)
+            qputenv("ANTHROPIC_API_KEY", *value);
+        else
+            qunsetenv("ANTHROPIC_API_KEY");
+    }
+    ~EnvironmentKey() { qunsetenv("ANTHROPIC_API_KEY"); }
+};
+
+} // namespace
+
+TEST(APIKeyStore, KeyringBeatsEnvironmentAndEveryLookupIsRemembered)
+{
+    const struct
+    {
+        std::optional<QString> keyring;
+        std::optional<QByteArray> environment;
+        std::optional<QString> expected;
+    } cases[] = {
+        {std::nullopt, std::nullopt, std::nullopt},
+        {QStringLiteral("sk-ring"), QByteArray("sk-env"), QStringLiteral("sk-ring")},
+        {std::nullopt, QByteArray("sk-env"), QStringLiteral("sk-env")},
+        {std::nullopt, QByteArray(""), QString()},
+    };
+    for (const auto &c : cases) {
+        const EnvironmentKey environment(c.environment);
+        auto secrets = std::make_unique<MemorySecretStore>();
+        MemorySecretStore &ring = *secrets;
+        ring.item = c.keyring;
+        APIKeyStore store(std::move(secrets));
+        EXPECT_EQ(store.key(), c.expected);
+        qunsetenv("ANTHROPIC_API_KEY");
+        ring.item = QStringLiteral("changed behind its back");
+        EXPECT_EQ(store.key(), c.expected);
+        EXPECT_EQ(ring.reads, 1);
+    }
+}
+
+TEST(APIKeyStore, WritingTrimsAndEmptyDeletesForTheRestOfTheProcess)
+{
+    const EnvironmentKey environment(QByteArray("sk-env"));
+    auto secrets = std::make_unique<MemorySecretStore>();
+    MemorySecretStore &ring = *secrets;
+    APIKeyStore store(std::move(secrets));
+
+    EXPECT_EQ(store.setKey(QStringLiteral("  sk-new\n")), SecretStore::Status::ok);
+    EXPECT_EQ(ring.item, QStringLiteral("sk-new"));
+    EXPECT_EQ(store.key(), QStringLiteral("sk-new"));
+
+    for (const std::optional<QString> &nothing : {std::optional<QString>(), std::optional<QString>(QStringLiteral(" \n"))}) {
+        store.setKey(nothing);
+        EXPECT_FALSE(ring.item);
+        EXPECT_FALSE(store.key()) << "the environment's key came back";
+    }
+    EXPECT_EQ(ring.removals, 2);
+    EXPECT_EQ(ring.reads, 0);
+}
+
+TEST(APIKeyStore, AKeyTheKeyringRefusedStillServesThisProcess)
+{
+    auto secrets = std::make_unique<MemorySecretStore>();
+    secrets->answer = SecretStore::Status::noKeyring;
+    APIKeyStore store(std::move(secrets));
+    EXPECT_EQ(store.setKey(QStringLiteral("sk-live")), SecretStore::Status::noKeyring);
+    EXPECT_EQ(store.key(), QStringLiteral("sk-live"));
+}
+
+// The real keyring, under a service name of the test's own. Where no keyring
+// runs (as on build machines) every call must answer at once with a status
+// that says so; where one runs, the item goes in, comes back and goes away.
+TEST(KeyringSecretStore, AnswersPromptlyWithOrWithoutAKeyring)
+{
+    KeyringSecretStore keyring(QStringLiteral("co.norvale.larder.test-") + QUuid::createUuid().toString(QUuid::WithoutBraces),
+                               QString::fromLatin1(APIKeyStore::account));
+    QElapsedTimer elapsed;
+    elapsed.start();
+    const SecretStore::Status written = keyring.write(QStringLiteral("sk-keyring-test"));
+    const SecretStore::Lookup lookup = keyring.read();
+    const SecretStore::Status removed = keyring.remove();
+    const SecretStore::Lookup afterwards = keyring.read();
+
+    if (written == SecretStore::Status::noKeyring) {
+        EXPECT_NE(lookup.status, SecretStore::Status::ok);
+        EXPECT_FALSE(lookup.secret);
+        EXPECT_LT(elapsed.elapsed(), 20000);
+        return;
+    }
+    ASSERT_EQ(written, SecretStore::Status::ok);
+    EXPECT_EQ(lookup.secret, QStringLiteral("sk-keyring-test"));
+    EXPECT_EQ(removed, SecretStore::Status::ok);
+    EXPECT_EQ(afterwards.status, SecretStore::Status::notFound);
+}

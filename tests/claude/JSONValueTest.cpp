@@ -1,0 +1,209 @@
+#include "claude/JSONDecoder.h"
+#include "claude/JSONValue.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+TEST(JSONValue, DecodesEachLiteralToItsOwnCase)
+{
+    struct Case
+    {
+        const char *text;
+        JSONValue::Type type;
+    };
+    const Case cases[] = {
+        {"true", JSONValue::Type::Bool},    {"false", JSONValue::Type::Bool},  {"1", JSONValue::Type::Number},
+        {"1.0", JSONValue::Type::Number},   {"-2.5e3", JSONValue::Type::Number}, {"\"1\"", JSONValue::Type::String},
+        {"null", JSONValue::Type::Null},    {"[1,\"a\"]", JSONValue::Type::Array}, {"{\"a\":1}", JSONValue::Type::Object},
+        {" \n 7 ", JSONValue::Type::Number},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(JSONValue::parse(c.text).type(), c.type) << c.text;
+
+    EXPECT_EQ(JSONValue::parse("1"), JSONValue::parse("1.0"));
+    EXPECT_EQ(JSONValue::parse("true").boolValue(), true);
+    EXPECT_FALSE(JSONValue::parse("1").boolValue());
+    EXPECT_FALSE(JSONValue::parse("true").numberValue());
+    EXPECT_EQ(JSONValue::parse("\"héllo \\u00e9\"").stringValue(), QStringLiteral("héllo é"));
+}
+
+TEST(JSONValue, RejectsMalformedTextWithTheDecodersMessage)
+{
+    for (const char *text : {"", "{", "[1,]", "1 2", "1],[2", "{\"a\" 1}", "nul", "\"open", "]["}) {
+        try {
+            JSONValue::parse(text);
+            ADD_FAILURE() << "parsed: " << text;
+        } catch (const JSONError &error) {
+            EXPECT_FALSE(error.description().isEmpty()) << text;
+        }
+    }
+}
+
+TEST(JSONValue, WritesIntegralNumbersAsIntegersBelowTwoToThe53)
+{
+    struct Case
+    {
+        double number;
+        const char *expected;
+    };
+    const Case cases[] = {
+        {3.0, "3"},
+        {3.5, "3.5"},
+        {16000, "16000"},
+        {-9007199254740991.0, "-9007199254740991"},
+        // At 2^53 and beyond the double form is written; it has no fraction to show.
+        {9007199254740992.0, "9007199254740992"},
+        {1e300, "1e+300"},
+        {-1.5e-7, "-1.5e-07"},
+        {0.1, "0.1"},
+        {-0.0, "0"},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(JSONValue(c.number).serialized(), QByteArray(c.expected)) << c.number;
+    // Whatever form a double takes, it reads back as the same number.
+    EXPECT_EQ(JSONValue::parse(JSONValue(9007199254740992.0).serialized()).numberValue(), 9007199254740992.0);
+}
+
+TEST(JSONValue, SerialisesWithSortedKeysAndUnescapedSlashes)
+{
+    EXPECT_EQ(JSONValue::parse(R"({"b":1,"a":"x/y"})").serialized(), QByteArray(R"({"a":"x/y","b":1})"));
+    const JSONValue nested = JSONValue::object({
+        {QStringLiteral("z"), JSONValue::array({true, nullptr, "q\"uote\\\n\t\x01"})},
+        {QStringLiteral("m"), JSONValue::object({{QStringLiteral("é"), 1}, {QStringLiteral("B"), 2.25}})},
+    });
+    const QByteArray text = nested.serialized();
+    EXPECT_EQ(text, QByteArray(R"({"m":{"B":2.25,"é":1},"z":[true,null,"q\"uote\\\n\t\u0001"]})"));
+    EXPECT_EQ(JSONValue::parse(text), nested);
+}
+
+TEST(JSONValue, RefusesNumbersJSONCannotExpress)
+{
+    for (double number : {std::nan(""), std::numeric_limits<double>::infinity()})
+        EXPECT_THROW(JSONValue::array({1, number}).serialized(), JSONError);
+}
+
+TEST(JSONValue, LookupIsAbsentForMissingKeysAndNonObjectsButKeepsNull)
+{
+    const JSONValue object = JSONValue::parse(R"({"a":{"b":[1]},"n":null,"s":"t"})");
+    EXPECT_EQ(object["a"]["b"], JSONValue::array({1}));
+    EXPECT_FALSE(object["missing"].has_value());
+    EXPECT_FALSE(object["missing"]["deeper"].has_value());
+    EXPECT_FALSE(object["s"]["x"].has_value());
+    EXPECT_FALSE(object["a"]["b"]["0"].has_value());
+    EXPECT_FALSE(JSONValue(nullptr)["a"].has_value());
+    ASSERT_TRUE(object["n"].has_value());
+    EXPECT_TRUE(object["n"]->isNull());
+    // A key of the wrong type reads like a missing one.
+    EXPECT_FALSE(object["s"].numberValue());
+    EXPECT_EQ(object["s"].stringValue(), QStringLiteral("t"));
+}
+
+TEST(JSONValue, EqualValuesHashAlikeWhateverTheKeyOrder)
+{
+    JSONValue first;
+    first.insert(QStringLiteral("x"), 1);
+    first.insert(QStringLiteral("y"), JSONValue::array({"a", false}));
+    JSONValue second;
+    second.insert(QStringLiteral("y"), JSONValue::array({"a", false}));
+    second.insert(QStringLiteral("x"), 1.0);
+    EXPECT_EQ(first, second);
+    EXPECT_EQ(qHash(first), qHash(second));
+
+    // Values of different cases differ even where their payloads look alike.
+    EXPECT_NE(JSONValue(1), JSONValue(true));
+    EXPECT_NE(JSONValue("1"), JSONValue(1));
+    EXPECT_NE(JSONValue::array({}), JSONValue(JSONValue::Object()));
+    EXPECT_NE(qHash(JSONValue(0)), qHash(JSONValue(false)));
+    EXPECT_EQ(qHash(JSONValue(0.0)), qHash(JSONValue(-0.0)));
+}
+
+TEST(JSONValue, CopiesDoNotShareLaterChanges)
+{
+    JSONValue original = JSONValue::object({{QStringLiteral("k"), JSONValue::array({1})}});
+    JSONValue copy = original;
+    copy.insert(QStringLiteral("k"), 2);
+    copy.insert(QStringLiteral("new"), true);
+    EXPECT_EQ(original.serialized(), QByteArray(R"({"k":[1]})"));
+    EXPECT_EQ(copy.serialized(), QByteArray(R"({"k":2,"new":true})"));
+}
+
+TEST(JSONValue, IntegerReadingTruncatesFiniteInRangeNumbers)
+{
+    EXPECT_EQ(JSONValue(2.9).integerValue(), 2);
+    EXPECT_EQ(JSONValue(-2.9).integerValue(), -2);
+    EXPECT_FALSE(JSONValue(std::nan("")).integerValue());
+    EXPECT_FALSE(JSONValue(1e19).integerValue());
+    EXPECT_FALSE(JSONValue("3").integerValue());
+}
+
+namespace {
+
+struct Item
+{
+    static constexpr const char *typeName = "Item";
+    QString title;
+    int count = 0;
+    static Item decode(const JSONDecoder &decoder)
+    {
+        return {decoder.field<QString>(QStringLiteral("title")), decoder.field<int>(QStringLiteral("count"))};
+    }
+};
+
+struct Notes
+{
+    static constexpr const char *typeName = "Notes";
+    QStringList actionItems;
+    QList<Item> items;
+    std::optional<QString> summaryText;
+    static Notes decode(const JSONDecoder &decoder)
+    {
+        return {decoder.field<QStringList>(QStringLiteral("actionItems")), decoder.field<QList<Item>>(QStringLiteral("items")),
+                decoder.optionalField<QString>(QStringLiteral("summaryText"))};
+    }
+};
+
+} // namespace
+
+TEST(JSONDecoder, FeedsSnakeCaseKeysIntoCamelCaseFields)
+{
+    const Notes notes = decodeJSON<Notes>(
+        JSONValue::parse(R"({"action_items":["a","b"],"items":[{"title":"t","count":2}],"summary_text":null})"), {});
+    EXPECT_EQ(notes.actionItems, QStringList({"a", "b"}));
+    ASSERT_EQ(notes.items.size(), 1);
+    EXPECT_EQ(notes.items.first().count, 2);
+    EXPECT_FALSE(notes.summaryText);
+
+    const struct
+    {
+        const char *key;
+        const char *converted;
+    } keys[] = {{"action_items", "actionItems"}, {"_private_key_", "_privateKey_"}, {"plain", "plain"},
+                {"URL_Path", "urlPath"},         {"a__b", "aB"},                    {"___", "___"}};
+    for (const auto &key : keys)
+        EXPECT_EQ(JSONDecoder::fromSnakeCase(QString::fromUtf8(key.key)), QString::fromUtf8(key.converted));
+}
+
+TEST(JSONDecoder, NamesTheKeyThatDoesNotFit)
+{
+    const struct
+    {
+        const char *json;
+        const char *mentions;
+    } cases[] = {
+        {R"({"items":[]})", "actionItems"},
+        {R"({"action_items":"a","items":[]})", "actionItems"},
+        {R"({"action_items":[],"items":[{"title":"t","count":1.5}]})", "items[0].count"},
+        {R"({"action_items":[],"items":[],"summary_text":3})", "summaryText"},
+        {R"([1])", "object"},
+    };
+    for (const auto &c : cases) {
+        try {
+            decodeJSON<Notes>(JSONValue::parse(c.json), {});
+            ADD_FAILURE() << c.json;
+        } catch (const JSONDecodingError &error) {
+            EXPECT_TRUE(error.description().contains(QLatin1String(c.mentions))) << qPrintable(error.description());
+        }
+    }
+}
