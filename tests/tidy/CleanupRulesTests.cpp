@@ -133,15 +133,4 @@ TEST(CleanupRules, CategoriesComeInOrderWithLargestFilesFirst)
     EXPECT_TRUE(rules().categories({}).isEmpty());
 }
 
-TEST(CleanupRules, Presentation)
-{
-    QStringList titles;
-    for (auto kind : CleanupCategory::allKinds())
-        titles.append(CleanupCategory::title(kind));
-    EXPECT_EQ(titles, (QStringList{"Old installers", "Forgotten downloads", "Old screenshots", "Large old videos",
-                                   "Unused apps"}));
-    EXPECT_EQ(CleanupCategory::detail(CleanupCategory::Kind::videos),
-              QStringLiteral("Videos over 500 MB you haven't touched in six months."));
-}
-
 } // namespace
