@@ -79,3 +79,4 @@ Command claudeCommand();
 Command duplicatesCommand();
 Command cleanupCommand();
 Command trashCommand();
+Command searchCommand();

@@ -6,6 +6,7 @@ const QList<Command> &allCommands()
         infoCommand(),
         scanCommand(),
         listCommand(),
+        searchCommand(),
         extractWorkerCommand(),
         claudeCommand(),
         keyCommand(),

@@ -1,4 +1,5 @@
 #include "store/IndexStore.h"
+#include "support/RecordBuilder.h"
 
 #include <gtest/gtest.h>
 
@@ -6,15 +7,7 @@ namespace {
 
 FileRecord makeRecord(const QString &path, qint64 size, std::optional<double> modified, FileKind kind = FileKind::document)
 {
-    FileRecord r;
-    r.path = path;
-    r.name = path.section(u'/', -1);
-    const qsizetype dot = r.name.lastIndexOf(u'.');
-    r.ext = dot > 0 ? r.name.mid(dot + 1).toLower() : QString();
-    r.kind = kind;
-    r.size = size;
-    r.modified = modified;
-    return r;
+    return makeFileRecord(path, kind, size, modified);
 }
 
 class IndexStoreTest : public ::testing::Test

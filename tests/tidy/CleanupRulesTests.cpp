@@ -1,5 +1,6 @@
 // Which files the clean-up suggestions pick, and in which category.
 #include "TidyFixtures.h"
+#include "support/RecordBuilder.h"
 #include "tidy/CleanupRules.h"
 
 #include <gtest/gtest.h>
@@ -29,14 +30,8 @@ FileRecord make(const Spec &s)
             return std::nullopt;
         return now - *days * day;
     };
-    FileRecord r;
-    r.path = QString::fromUtf8(s.path);
-    r.name = r.path.section(u'/', -1);
-    r.ext = r.name.contains(u'.') ? r.name.section(u'.', -1).toLower() : QString();
-    r.kind = s.kind;
-    r.size = s.size;
+    FileRecord r = makeFileRecord(QString::fromUtf8(s.path), s.kind, s.size, ago(s.modifiedDaysAgo));
     r.added = ago(s.addedDaysAgo);
-    r.modified = ago(s.modifiedDaysAgo);
     r.opened = ago(s.openedDaysAgo);
     r.created = ago(s.createdDaysAgo);
     r.isScreenshot = s.screenshot;

@@ -1,5 +1,6 @@
 // Keepers, waste ordering, pruning and the clustering of photo prints.
 #include "TidyFixtures.h"
+#include "support/RecordBuilder.h"
 #include "tidy/Duplicates.h"
 
 #include <gtest/gtest.h>
@@ -12,14 +13,9 @@ namespace {
 FileRecord file(qint64 id, const QString &path, qint64 size = 10000, std::optional<double> created = {},
                 std::optional<double> modified = {})
 {
-    FileRecord r;
+    FileRecord r = makeFileRecord(path, FileKind::document, size, modified);
     r.id = id;
-    r.path = path;
-    r.name = path.section(u'/', -1);
-    r.ext = r.name.contains(u'.') ? r.name.section(u'.', -1).toLower() : QString();
-    r.size = size;
     r.created = created;
-    r.modified = modified;
     return r;
 }
 
