@@ -10,6 +10,9 @@ const QList<Command> &allCommands()
         extractWorkerCommand(),
         claudeCommand(),
         keyCommand(),
+        duplicatesCommand(),
+        cleanupCommand(),
+        trashCommand(),
     };
     return commands;
 }
