@@ -1,6 +1,6 @@
 // Which files the clean-up suggestions pick, and in which category.
 #include "TidyFixtures.h"
-#include "support/RecordBuilder.h"
+#include "support/RecordFixtures.h"
 #include "tidy/CleanupRules.h"
 
 #include <gtest/gtest.h>
@@ -30,7 +30,7 @@ FileRecord make(const Spec &s)
             return std::nullopt;
         return now - *days * day;
     };
-    FileRecord r = makeFileRecord(QString::fromUtf8(s.path), s.kind, s.size, ago(s.modifiedDaysAgo));
+    FileRecord r = RecordFixtures::file(QString::fromUtf8(s.path), s.size, ago(s.modifiedDaysAgo), s.kind);
     r.added = ago(s.addedDaysAgo);
     r.opened = ago(s.openedDaysAgo);
     r.created = ago(s.createdDaysAgo);

@@ -1,6 +1,6 @@
 // Keepers, waste ordering, pruning and the clustering of photo prints.
 #include "TidyFixtures.h"
-#include "support/RecordBuilder.h"
+#include "support/RecordFixtures.h"
 #include "tidy/Duplicates.h"
 
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@ namespace {
 FileRecord file(qint64 id, const QString &path, qint64 size = 10000, std::optional<double> created = {},
                 std::optional<double> modified = {})
 {
-    FileRecord r = makeFileRecord(path, FileKind::document, size, modified);
+    FileRecord r = RecordFixtures::file(path, size, modified);
     r.id = id;
     r.created = created;
     return r;
