@@ -10,7 +10,7 @@ namespace {
 constexpr double now = 1800000000;
 constexpr double day = 86400;
 
-struct Spec
+struct FileShape
 {
     const char *path;
     FileKind kind = FileKind::other;
@@ -23,7 +23,7 @@ struct Spec
     std::optional<QString> bundleID = {};
 };
 
-FileRecord make(const Spec &s)
+FileRecord make(const FileShape &s)
 {
     const auto ago = [](std::optional<double> days) -> std::optional<double> {
         if (!days)
@@ -48,9 +48,9 @@ CleanupRules rules(const QString &downloads = QStringLiteral("/home/a/Downloads"
 }
 
 // The category of one file, or an empty text when none claims it.
-QString categoryOf(const Spec &spec, const CleanupRules &r = rules())
+QString categoryOf(const FileShape &shape, const CleanupRules &r = rules())
 {
-    const auto categories = r.categories({make(spec)});
+    const auto categories = r.categories({make(shape)});
     if (categories.isEmpty())
         return {};
     EXPECT_EQ(categories.size(), 1);
@@ -63,7 +63,7 @@ TEST(CleanupRules, EachFileLandsInTheFirstRuleThatClaimsIt)
     const struct
     {
         const char *what;
-        Spec spec;
+        FileShape shape;
         const char *expected;
     } cases[] = {
         {"10-day-old dmg opened yesterday", {.path = "/home/a/Downloads/x.dmg", .addedDaysAgo = 10, .openedDaysAgo = 1}, "installers"},
@@ -96,12 +96,12 @@ TEST(CleanupRules, EachFileLandsInTheFirstRuleThatClaimsIt)
         {"file without dates", {.path = "/home/a/Downloads/a.pdf"}, ""},
     };
     for (const auto &c : cases)
-        EXPECT_EQ(categoryOf(c.spec), QString::fromUtf8(c.expected)) << c.what;
+        EXPECT_EQ(categoryOf(c.shape), QString::fromUtf8(c.expected)) << c.what;
 }
 
 TEST(CleanupRules, DownloadsFolderWithSlashOrEmpty)
 {
-    const Spec old{.path = "/home/a/Downloads/a.pdf", .openedDaysAgo = 400};
+    const FileShape old{.path = "/home/a/Downloads/a.pdf", .openedDaysAgo = 400};
     EXPECT_EQ(categoryOf(old, rules(QStringLiteral("/home/a/Downloads/"))), QStringLiteral("downloads"));
     EXPECT_EQ(categoryOf(old, rules(QString())), QString());
 }
