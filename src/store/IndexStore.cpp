@@ -143,11 +143,11 @@ static QHash<QString, StoredFile> storedFiles(SQLiteDatabase &db, const QList<Fi
         const auto rows = db.query(
             QStringLiteral("SELECT id, path, size, modified, kind FROM files WHERE path IN (") + marks.join(u',') + u')',
             bindings);
+        // Read by position: this runs for every file of every scan.
         for (const SQLRow &row : rows) {
-            stored.insert(row.string(QStringLiteral("path")).value_or(QString()),
-                          {row.integer(QStringLiteral("id")), row.integer(QStringLiteral("size")),
-                           row.date(QStringLiteral("modified")).value_or(-1.0),
-                           fileKindFromRawValue(row.string(QStringLiteral("kind")).value_or(QString()))});
+            stored.insert(row.string(1).value_or(QString()),
+                          {row.integer(0), row.integer(2), row.date(3).value_or(-1.0),
+                           fileKindFromRawValue(row.string(4).value_or(QString()))});
         }
     }
     return stored;
