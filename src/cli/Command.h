@@ -78,3 +78,7 @@ Command listCommand();
 Command extractWorkerCommand();
 Command keyCommand();
 Command claudeCommand();
+Command duplicatesCommand();
+Command cleanupCommand();
+Command trashCommand();
+Command searchCommand();

@@ -8,9 +8,13 @@ const QList<Command> &allCommands()
         indexCommand(),
         statusCommand(),
         listCommand(),
+        searchCommand(),
         extractWorkerCommand(),
         claudeCommand(),
         keyCommand(),
+        duplicatesCommand(),
+        cleanupCommand(),
+        trashCommand(),
     };
     return commands;
 }

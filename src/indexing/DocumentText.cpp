@@ -3,6 +3,7 @@
 #include "platform/ChildProcess.h"
 #include "platform/ImageLoader.h"
 #include "platform/PdfDocument.h"
+#include "platform/QuietOpen.h"
 #include "platform/TextRecognizer.h"
 #include "platform/ZipArchive.h"
 
@@ -106,10 +107,7 @@ std::optional<QString> capped(std::optional<QString> text)
 // Reads the head of a file, without touching its access time where allowed.
 std::optional<QByteArray> readHead(const QString &path, qint64 maxBytes)
 {
-    const QByteArray name = QFile::encodeName(path);
-    int fd = ::open(name.constData(), O_RDONLY | O_CLOEXEC | O_NOATIME);
-    if (fd < 0 && errno == EPERM)
-        fd = ::open(name.constData(), O_RDONLY | O_CLOEXEC);
+    const int fd = openQuietly(path);
     if (fd < 0)
         return std::nullopt;
     QByteArray bytes(maxBytes, Qt::Uninitialized);

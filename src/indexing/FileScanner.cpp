@@ -131,9 +131,14 @@ public:
     // is the beginning of the name, ignoring case.
     bool mayMatch(const QString &name) const
     {
-        for (const QString &prefix : m_prefixes) {
-            if (name.startsWith(prefix, Qt::CaseInsensitive))
-                return true;
+        if (name.isEmpty())
+            return false;
+        const auto bucket = m_prefixes.constFind(name.at(0).toCaseFolded());
+        if (bucket != m_prefixes.constEnd()) {
+            for (const QString &prefix : *bucket) {
+                if (name.startsWith(prefix, Qt::CaseInsensitive))
+                    return true;
+            }
         }
         for (const QRegularExpression &pattern : m_wildcardStarts) {
             if (pattern.match(name).hasMatch())
@@ -161,10 +166,12 @@ private:
                 }
             }
         }
-        m_prefixes = QStringList(prefixes.cbegin(), prefixes.cend());
+        for (const QString &prefix : prefixes)
+            m_prefixes[prefix.at(0).toCaseFolded()].append(prefix);
     }
 
-    QStringList m_prefixes;
+    // By their first letter, case-folded.
+    QHash<QChar, QStringList> m_prefixes;
     QList<QRegularExpression> m_wildcardStarts;
 };
 
@@ -336,7 +343,8 @@ void FileScanner::Private::applyKind(FileRecord &r, FileKind kind, const Pending
         r.opened = recentlyUsed.lastUsed(r.path);
         return;
     }
-    // The access time of an application stands for its last launch.
+    // The access time of an application stands for its last launch. A
+    // Flatpak bundle's own id replaces its name when its content is read.
     r.opened = state.accessed;
     if (r.uti == QLatin1String("application/x-desktop"))
         r.bundleID = desktopID(r.path, r.name);
@@ -369,8 +377,13 @@ void FileScanner::Private::readContentFacts(FileRecord &r) const
         if (r.uti == QLatin1String("application/pdf"))
             r.pages = MediaFacts::pdfPageCount(r.path);
         break;
-    case FileKind::archive:
     case FileKind::app:
+        if (r.uti == QLatin1String("application/vnd.flatpak")) {
+            if (const auto id = FileTraces::flatpakBundleID(r.path))
+                r.bundleID = id;
+        }
+        break;
+    case FileKind::archive:
     case FileKind::other:
         break;
     }

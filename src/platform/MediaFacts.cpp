@@ -1,13 +1,15 @@
 #include "platform/MediaFacts.h"
 
+#include "platform/PdfDocument.h"
+#include "platform/QuietOpen.h"
+
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
 #include <QImageIOHandler>
 #include <QImageReader>
 
 #include <libheif/heif.h>
-#include <poppler-document.h>
-#include <poppler-global.h>
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -15,6 +17,7 @@ extern "C" {
 }
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <mutex>
@@ -23,28 +26,41 @@ namespace MediaFacts {
 
 namespace {
 
-// Opens for reading without touching the access time where the file is ours;
-// the access time of other people's files can't be spared.
-int openQuietly(const QString &path)
-{
-    const QByteArray encoded = QFile::encodeName(path);
-    int fd = ::open(encoded.constData(), O_RDONLY | O_CLOEXEC | O_NOATIME);
-    if (fd < 0 && errno == EPERM)
-        fd = ::open(encoded.constData(), O_RDONLY | O_CLOEXEC);
-    return fd;
-}
-
 bool isHeif(const QString &path)
 {
     const QString suffix = QFileInfo(path).suffix().toLower();
     return suffix == QLatin1String("heic") || suffix == QLatin1String("heif") || suffix == QLatin1String("hif");
 }
 
+// libheif reads through our own file, opened without touching its access
+// time; it reads the boxes it needs, not the whole file.
+struct HeifFile
+{
+    QFile file;
+
+    static int64_t position(void *self) { return static_cast<HeifFile *>(self)->file.pos(); }
+    static int read(void *data, size_t size, void *self)
+    {
+        return static_cast<HeifFile *>(self)->file.read(static_cast<char *>(data), qint64(size)) == qint64(size) ? 0
+                                                                                                               : -1;
+    }
+    static int seek(int64_t position, void *self) { return static_cast<HeifFile *>(self)->file.seek(position) ? 0 : -1; }
+    static heif_reader_grow_status waitForSize(int64_t target, void *self)
+    {
+        return target <= static_cast<HeifFile *>(self)->file.size() ? heif_reader_grow_status_size_reached
+                                                                     : heif_reader_grow_status_size_beyond_eof;
+    }
+};
+
 std::optional<QSize> heifSize(const QString &path)
 {
+    HeifFile input;
+    if (!openQuietly(input.file, path))
+        return std::nullopt;
+    static const heif_reader reader{1, &HeifFile::position, &HeifFile::read, &HeifFile::seek, &HeifFile::waitForSize};
     heif_context *context = heif_context_alloc();
     std::optional<QSize> size;
-    if (heif_context_read_from_file(context, QFile::encodeName(path).constData(), nullptr).code == heif_error_Ok) {
+    if (heif_context_read_from_reader(context, &reader, &input, nullptr).code == heif_error_Ok) {
         heif_image_handle *handle = nullptr;
         if (heif_context_get_primary_image_handle(context, &handle).code == heif_error_Ok) {
             // These are the dimensions after the image's own rotation.
@@ -62,19 +78,7 @@ std::optional<QSize> heifSize(const QString &path)
 void silenceLibraries()
 {
     static std::once_flag once;
-    std::call_once(once, [] {
-        av_log_set_level(AV_LOG_QUIET);
-        poppler::set_debug_error_function([](const std::string &, void *) {}, nullptr);
-        // Poppler builds its global tables when the first document opens
-        // and tears them down when the last one closes, which costs more
-        // than reading a page count. One empty document, kept for the life of
-        // the process, keeps them.
-        static const char emptyPDF[] = "%PDF-1.4\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n"
-                                       "2 0 obj<</Type/Pages/Kids[]/Count 0>>endobj\n"
-                                       "trailer<</Root 1 0 R>>\n%%EOF\n";
-        static std::unique_ptr<poppler::document> keeper(
-            poppler::document::load_from_raw_data(emptyPDF, int(sizeof emptyPDF - 1)));
-    });
+    std::call_once(once, [] { av_log_set_level(AV_LOG_QUIET); });
 }
 
 } // namespace
@@ -83,15 +87,11 @@ std::optional<QSize> imageSize(const QString &path)
 {
     if (isHeif(path))
         return heifSize(path);
-    const int fd = openQuietly(path);
-    if (fd < 0)
-        return std::nullopt;
     QFile file;
-    if (!file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
-        ::close(fd);
+    if (!openQuietly(file, path))
         return std::nullopt;
-    }
     QImageReader reader(&file, QFileInfo(path).suffix().toLower().toLatin1());
+    // A misnamed image still reads: the content decides.
     reader.setDecideFormatFromContent(true);
     QSize size = reader.size();
     if (!size.isValid() || size.isEmpty())
@@ -101,13 +101,106 @@ std::optional<QSize> imageSize(const QString &path)
     return size;
 }
 
+// The demuxer that a common extension stands for. Naming it spares the
+// probe through every format FFmpeg knows, which costs more than reading
+// the header; a wrong guess falls back to the probe.
+const AVInputFormat *likelyFormat(const QString &path)
+{
+    static const QHash<QString, const char *> demuxers{
+        {"wav", "wav"},       {"mp3", "mp3"},       {"flac", "flac"},     {"ogg", "ogg"},   {"oga", "ogg"},
+        {"opus", "ogg"},      {"m4a", "mp4"},       {"mp4", "mp4"},       {"m4v", "mp4"},   {"mov", "mov"},
+        {"mkv", "matroska"},  {"webm", "matroska"}, {"avi", "avi"},       {"aac", "aac"},   {"aiff", "aiff"},
+        {"aif", "aiff"},      {"3gp", "3gp"},       {"wma", "asf"},       {"wmv", "asf"},   {"ts", "mpegts"},
+    };
+    const auto name = demuxers.constFind(QFileInfo(path).suffix().toLower());
+    if (name == demuxers.constEnd())
+        return nullptr;
+    return av_find_input_format(*name);
+}
+
+// A demuxer over a descriptor of our own, opened without touching the
+// access time.
+class MediaInput
+{
+public:
+    explicit MediaInput(const QString &path)
+        : m_fd(openQuietly(path))
+    {
+    }
+    ~MediaInput()
+    {
+        close();
+        if (m_fd >= 0)
+            ::close(m_fd);
+    }
+    MediaInput(const MediaInput &) = delete;
+    MediaInput &operator=(const MediaInput &) = delete;
+
+    // Opens the container with the given demuxer, or by probing.
+    bool open(const QByteArray &name, const AVInputFormat *format)
+    {
+        close();
+        if (m_fd < 0 || ::lseek(m_fd, 0, SEEK_SET) != 0)
+            return false;
+        constexpr int bufferSize = 32768;
+        auto *buffer = static_cast<unsigned char *>(av_malloc(bufferSize));
+        m_io = avio_alloc_context(buffer, bufferSize, 0, this, &MediaInput::read, nullptr, &MediaInput::seek);
+        m_context = avformat_alloc_context();
+        if (!m_io || !m_context)
+            return false;
+        m_context->pb = m_io;
+        m_context->flags |= AVFMT_FLAG_CUSTOM_IO;
+        // On failure the context is freed and set to null.
+        return avformat_open_input(&m_context, name.constData(), format, nullptr) >= 0;
+    }
+
+    AVFormatContext *context() const { return m_context; }
+
+private:
+    void close()
+    {
+        if (m_context)
+            avformat_close_input(&m_context);
+        if (m_io) {
+            av_freep(&m_io->buffer);
+            avio_context_free(&m_io);
+        }
+    }
+
+    static int read(void *opaque, uint8_t *buffer, int size)
+    {
+        const ssize_t count = ::read(static_cast<MediaInput *>(opaque)->m_fd, buffer, size_t(size));
+        if (count == 0)
+            return AVERROR_EOF;
+        return count < 0 ? AVERROR(errno) : int(count);
+    }
+
+    static int64_t seek(void *opaque, int64_t offset, int whence)
+    {
+        const int fd = static_cast<MediaInput *>(opaque)->m_fd;
+        if (whence & AVSEEK_SIZE) {
+            struct stat st;
+            return ::fstat(fd, &st) == 0 ? int64_t(st.st_size) : AVERROR(errno);
+        }
+        const off_t position = ::lseek(fd, offset, whence & ~AVSEEK_FORCE);
+        return position < 0 ? AVERROR(errno) : int64_t(position);
+    }
+
+    int m_fd = -1;
+    AVIOContext *m_io = nullptr;
+    AVFormatContext *m_context = nullptr;
+};
+
 AudioVisual audioVisual(const QString &path)
 {
     silenceLibraries();
     AudioVisual facts;
-    AVFormatContext *context = nullptr;
-    if (avformat_open_input(&context, QFile::encodeName(path).constData(), nullptr, nullptr) < 0)
+    MediaInput input(path);
+    const QByteArray encoded = QFile::encodeName(path);
+    const AVInputFormat *hint = likelyFormat(path);
+    if (!(hint && input.open(encoded, hint)) && !input.open(encoded, nullptr))
         return facts;
+    AVFormatContext *context = input.context();
     const auto readFacts = [&] {
         if (context->duration != AV_NOPTS_VALUE && context->duration > 0)
             facts.duration = double(context->duration) / AV_TIME_BASE;
@@ -135,17 +228,13 @@ AudioVisual audioVisual(const QString &path)
         if (avformat_find_stream_info(context, nullptr) >= 0)
             readFacts();
     }
-    avformat_close_input(&context);
     return facts;
 }
 
 std::optional<qint64> pdfPageCount(const QString &path)
 {
-    silenceLibraries();
-    std::unique_ptr<poppler::document> document(poppler::document::load_from_file(QFile::encodeName(path).toStdString()));
-    if (!document)
-        return std::nullopt;
-    const int pages = document->pages();
+    const PdfDocument document(path);
+    const int pages = document.pageCount();
     if (pages <= 0)
         return std::nullopt;
     return pages;

@@ -288,11 +288,13 @@ QList<FileHit> IndexStore::searchFiles(const QString &match, const FileFilter &f
 {
     const CompiledFilter compiled = compileFilter(filter);
     const QString sql = QStringLiteral(
-                            "SELECT p.owner_id AS owner, bm25(passages, 6.0, 1.0) AS score, "
+                            "SELECT p.owner_id AS owner, p.rank AS score, "
                             "snippet(passages, 1, '⟦', '⟧', '…', 18) AS snip, f.* "
                             "FROM passages p JOIN files f ON f.id = CAST(p.owner_id AS INTEGER) "
-                            "WHERE passages MATCH ? AND p.owner_type = 'file' AND ")
-        + compiled.clause + QStringLiteral("\nORDER BY score LIMIT ?");
+                            "WHERE passages MATCH ? AND p.rank MATCH 'bm25(6.0, 1.0)' AND p.owner_type = 'file' AND ")
+        + compiled.clause + QStringLiteral("\nORDER BY p.rank LIMIT ?");
+    // Ranking inside the full-text index hands rows over best first, so
+    // snippets and file rows are made only for the rows that are read.
     SQLBindings bindings{match};
     bindings += compiled.bindings;
     // A file has many passages, hence the larger overscan.

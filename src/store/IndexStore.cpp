@@ -143,11 +143,11 @@ static QHash<QString, StoredFile> storedFiles(SQLiteDatabase &db, const QList<Fi
         const auto rows = db.query(
             QStringLiteral("SELECT id, path, size, modified, kind FROM files WHERE path IN (") + marks.join(u',') + u')',
             bindings);
+        // Read by position: this runs for every file of every scan.
         for (const SQLRow &row : rows) {
-            stored.insert(row.string(QStringLiteral("path")).value_or(QString()),
-                          {row.integer(QStringLiteral("id")), row.integer(QStringLiteral("size")),
-                           row.date(QStringLiteral("modified")).value_or(-1.0),
-                           fileKindFromRawValue(row.string(QStringLiteral("kind")).value_or(QString()))});
+            stored.insert(row.string(1).value_or(QString()),
+                          {row.integer(0), row.integer(2), row.date(3).value_or(-1.0),
+                           fileKindFromRawValue(row.string(4).value_or(QString()))});
         }
     }
     return stored;
@@ -232,23 +232,39 @@ void IndexStore::lightUpdate(const QList<std::pair<qint64, const FileRecord *>> 
     // One statement for many rows: an unchanged file costs a row of it
     // instead of a statement of its own. The desktop prunes its list of
     // recently used files, so a missing last-used date means unknown: the
-    // stored one stays. A source the scan didn't find stays too.
+    // stored one stays. A source the scan didn't find stays too. Rows
+    // without a source leave the source columns out of the statement, which
+    // spares the source index a rewrite of every row.
+    QList<std::pair<qint64, const FileRecord *>> withSource;
+    QList<std::pair<qint64, const FileRecord *>> withoutSource;
+    for (const auto &row : rows)
+        (row.second->sourceID || row.second->sourceURL ? withSource : withoutSource).append(row);
     constexpr qsizetype slice = 400;
-    for (qsizetype from = 0; from < rows.size(); from += slice) {
-        SQLBindings bindings;
-        QStringList values;
-        for (const auto &[id, r] : rows.mid(from, slice)) {
-            values.append(QStringLiteral("(?, ?, ?, ?, ?, ?)"));
-            bindings << id << r->opened << r->added << r->sourceID << r->sourceURL << (r->isScreenshot ? 1 : 0);
+    for (const bool sourced : {true, false}) {
+        const auto &group = sourced ? withSource : withoutSource;
+        for (qsizetype from = 0; from < group.size(); from += slice) {
+            SQLBindings bindings;
+            QStringList values;
+            for (const auto &[id, r] : group.mid(from, slice)) {
+                values.append(sourced ? QStringLiteral("(?, ?, ?, ?, ?, ?)") : QStringLiteral("(?, ?, ?, ?)"));
+                bindings << id << r->opened << r->added;
+                if (sourced)
+                    bindings << r->sourceID << r->sourceURL;
+                bindings << (r->isScreenshot ? 1 : 0);
+            }
+            bindings << seenAt << root;
+            const QString columns = sourced ? QStringLiteral("id, opened, added, source, source_url, shot")
+                                            : QStringLiteral("id, opened, added, shot");
+            const QString sources = sourced ? QStringLiteral("source = COALESCE(v.source, files.source), "
+                                                             "source_url = COALESCE(v.source_url, files.source_url), ")
+                                            : QString();
+            m_db->run(QStringLiteral("WITH v(") + columns + QStringLiteral(") AS (VALUES ") + values.join(u',')
+                          + QStringLiteral(") UPDATE files SET opened = COALESCE(v.opened, files.opened), "
+                                           "added = v.added, ")
+                          + sources
+                          + QStringLiteral("is_screenshot = v.shot, seen_at = ?, root = ? FROM v WHERE files.id = v.id"),
+                      bindings);
         }
-        bindings << seenAt << root;
-        m_db->run(QStringLiteral("WITH v(id, opened, added, source, source_url, shot) AS (VALUES ")
-                      + values.join(u',')
-                      + QStringLiteral(") UPDATE files SET opened = COALESCE(v.opened, files.opened), "
-                                       "added = v.added, source = COALESCE(v.source, files.source), "
-                                       "source_url = COALESCE(v.source_url, files.source_url), "
-                                       "is_screenshot = v.shot, seen_at = ?, root = ? FROM v WHERE files.id = v.id"),
-                  bindings);
     }
 }
 

@@ -93,9 +93,13 @@ SQLValue SQLRow::value(const QString &column) const
     return m_values.at(*it);
 }
 
-std::optional<QString> SQLRow::string(const QString &column) const
+SQLValue SQLRow::value(qsizetype index) const
 {
-    const SQLValue v = value(column);
+    return index >= 0 && index < m_values.size() ? m_values.at(index) : SQLValue();
+}
+
+std::optional<QString> SQLRow::string(const SQLValue &v)
+{
     switch (v.type()) {
     case SQLValue::Type::Int:
         return QString::number(*v.intValue());
@@ -109,9 +113,8 @@ std::optional<QString> SQLRow::string(const QString &column) const
     }
 }
 
-std::optional<qint64> SQLRow::integer(const QString &column) const
+std::optional<qint64> SQLRow::integer(const SQLValue &v)
 {
-    const SQLValue v = value(column);
     switch (v.type()) {
     case SQLValue::Type::Int:
         return v.intValue();
@@ -138,17 +141,11 @@ std::optional<qint64> SQLRow::integer(const QString &column) const
     }
 }
 
-std::optional<double> SQLRow::real(const QString &column) const
+std::optional<double> SQLRow::real(const SQLValue &v)
 {
-    const SQLValue v = value(column);
     if (auto i = v.intValue())
         return double(*i);
     return v.doubleValue();
-}
-
-std::optional<double> SQLRow::date(const QString &column) const
-{
-    return real(column);
 }
 
 // ---- SQLiteError ----

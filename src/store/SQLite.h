@@ -71,12 +71,25 @@ public:
     // The raw value of a column; null when the column is missing.
     SQLValue value(const QString &column) const;
 
+    // The raw value of the column at a position; null past the end.
+    SQLValue value(qsizetype index) const;
+
     // Lenient readers: a missing column or an unsuitable value gives nothing.
-    std::optional<QString> string(const QString &column) const;
-    std::optional<qint64> integer(const QString &column) const;
-    std::optional<double> real(const QString &column) const;
+    // By name, or by position for loops over many rows, which skip the
+    // lookup of the name.
+    std::optional<QString> string(const QString &column) const { return string(value(column)); }
+    std::optional<qint64> integer(const QString &column) const { return integer(value(column)); }
+    std::optional<double> real(const QString &column) const { return real(value(column)); }
     // Seconds since 1970.
-    std::optional<double> date(const QString &column) const;
+    std::optional<double> date(const QString &column) const { return real(value(column)); }
+    std::optional<QString> string(qsizetype index) const { return string(value(index)); }
+    std::optional<qint64> integer(qsizetype index) const { return integer(value(index)); }
+    std::optional<double> real(qsizetype index) const { return real(value(index)); }
+    std::optional<double> date(qsizetype index) const { return real(value(index)); }
+
+    static std::optional<QString> string(const SQLValue &value);
+    static std::optional<qint64> integer(const SQLValue &value);
+    static std::optional<double> real(const SQLValue &value);
 
 private:
     std::shared_ptr<const QHash<QString, int>> m_columns;

@@ -15,6 +15,8 @@
 
 #include <gtest/gtest.h>
 
+#include <glib.h>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -138,6 +140,7 @@ TEST(FileScanner, WalksOnlyWhatIsIndexed)
     names.sort();
     EXPECT_EQ(names, (QStringList{"Tool.app", "build", "keep.txt"}));
     EXPECT_EQ(scanner.skippedNameCount(), 1);
+    ::unlink(badName.constData()); // Qt can't name it to clean up
 
     const FileRecord app = records.value("Tool.app");
     EXPECT_EQ(app.kind, FileKind::app);
@@ -243,6 +246,33 @@ TEST(FileScanner, MediaFactsFromRealFiles)
         EXPECT_NEAR(*photo.created, QDateTime::currentSecsSinceEpoch(), 120);
     }
     EXPECT_NEAR(photo.modified.value_or(0), QDateTime::currentSecsSinceEpoch(), 120);
+}
+
+TEST(FileScanner, HeicSizeAndAccessTimesLeftAlone)
+{
+    const QString root = newFolder();
+    const bool haveHeic = MediaFixtures::writeHeic(root + "/photo.heic", 96, 64);
+    ASSERT_TRUE(MediaFixtures::writeImage(root + "/photo.png", 30, 20));
+    ASSERT_TRUE(MediaFixtures::writeTone(root + "/tone.wav", 0.5));
+    // Access times far in the past: a plain read would move them to now.
+    const timespec old[2] = {{1000000000, 0}, {UTIME_OMIT, 0}};
+    for (const char *name : {"photo.heic", "photo.png", "tone.wav"})
+        ::utimensat(AT_FDCWD, QFile::encodeName(root + u'/' + QLatin1String(name)).constData(), old, 0);
+
+    FileScanner scanner;
+    const auto records = walkAll(scanner, root);
+    ASSERT_EQ(records.value("photo.png").width, 30);
+    ASSERT_TRUE(records.value("tone.wav").duration);
+    if (haveHeic) {
+        EXPECT_EQ(records.value("photo.heic").kind, FileKind::image);
+        EXPECT_EQ(records.value("photo.heic").width, 96);
+        EXPECT_EQ(records.value("photo.heic").height, 64);
+    }
+    for (const char *name : {"photo.heic", "photo.png", "tone.wav"}) {
+        struct stat st{};
+        ASSERT_EQ(::stat(QFile::encodeName(root + u'/' + QLatin1String(name)).constData(), &st), 0);
+        EXPECT_EQ(st.st_atim.tv_sec, 1000000000) << name;
+    }
 }
 
 TEST(FileScanner, ARescanOfUnchangedFilesReadsNoContent)
@@ -381,6 +411,39 @@ TEST(FileScanner, LastUsedFromRecentlyUsedList)
     records = walkAll(scanner, root);
     EXPECT_FALSE(records.value("report.odt").opened);
     QFile::remove(listPath);
+}
+
+TEST(FileScanner, ApplicationIDs)
+{
+    const QString root = newFolder();
+    // A bundle laid out as Flatpak writes one: a serialised tuple led by the
+    // metadata dictionary.
+    GVariantBuilder metadata;
+    g_variant_builder_init(&metadata, G_VARIANT_TYPE("a{sv}"));
+    g_variant_builder_add(&metadata, "{sv}", "ref", g_variant_new_string("app/org.example.Tool/x86_64/stable"));
+    g_variant_builder_add(&metadata, "{sv}", "origin", g_variant_new_string("https://flatpak.example/repo/"));
+    const QByteArray payload(70000, 'p'); // large enough for wide framing offsets
+    GVariant *bundle = g_variant_ref_sink(g_variant_new(
+        "(a{sv}t@ay@ay)", &metadata, guint64(1),
+        g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, payload.constData(), payload.size(), 1),
+        g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, "xyz", 3, 1)));
+    writeFile(root + "/tool.flatpak",
+              QByteArray(static_cast<const char *>(g_variant_get_data(bundle)), qsizetype(g_variant_get_size(bundle))));
+    g_variant_unref(bundle);
+    writeFile(root + "/broken.flatpak", "not a bundle at all");
+    writeFile(root + "/Editor-1.2-x86_64.AppImage", QByteArray("\x7f" "ELF", 4) + QByteArray(100, '\0'));
+    writeFile(Paths::dataHome() + "/applications/org.example/Viewer.desktop",
+              "[Desktop Entry]\nType=Application\nName=Viewer\nExec=viewer\n");
+
+    FileScanner scanner;
+    const auto records = walkAll(scanner, root);
+    EXPECT_EQ(records.value("tool.flatpak").kind, FileKind::app);
+    EXPECT_EQ(records.value("tool.flatpak").bundleID, "org.example.Tool");
+    EXPECT_EQ(records.value("broken.flatpak").bundleID, "broken.flatpak");
+    EXPECT_EQ(records.value("Editor-1.2-x86_64.AppImage").kind, FileKind::app);
+    EXPECT_EQ(records.value("Editor-1.2-x86_64.AppImage").bundleID, "Editor-1.2-x86_64.AppImage");
+    EXPECT_EQ(scanner.record(Paths::dataHome() + "/applications/org.example/Viewer.desktop")->bundleID,
+              "org.example-Viewer");
 }
 
 TEST(FileScanner, SinglePaths)

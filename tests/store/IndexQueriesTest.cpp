@@ -1,6 +1,7 @@
 // The store's maintenance and query statements, on a real library file.
 #include "search/SearchQuery.h"
 #include "store/IndexStore.h"
+#include "support/RecordFixtures.h"
 #include "support/TestEnvironment.h"
 
 #include <QUrl>
@@ -11,15 +12,7 @@ namespace {
 
 FileRecord makeRecord(const QString &path, FileKind kind, qint64 size, double modified = 1000)
 {
-    FileRecord r;
-    r.path = path;
-    r.name = path.section(u'/', -1);
-    const qsizetype dot = r.name.lastIndexOf(u'.');
-    r.ext = dot > 0 ? r.name.mid(dot + 1).toLower() : QString();
-    r.kind = kind;
-    r.size = size;
-    r.modified = modified;
-    return r;
+    return RecordFixtures::file(path, size, modified, kind);
 }
 
 class IndexQueriesTest : public ::testing::Test

@@ -1,21 +1,11 @@
 #include "store/IndexStore.h"
+#include "support/RecordFixtures.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-FileRecord makeRecord(const QString &path, qint64 size, std::optional<double> modified, FileKind kind = FileKind::document)
-{
-    FileRecord r;
-    r.path = path;
-    r.name = path.section(u'/', -1);
-    const qsizetype dot = r.name.lastIndexOf(u'.');
-    r.ext = dot > 0 ? r.name.mid(dot + 1).toLower() : QString();
-    r.kind = kind;
-    r.size = size;
-    r.modified = modified;
-    return r;
-}
+using RecordFixtures::file;
 
 class IndexStoreTest : public ::testing::Test
 {
@@ -57,7 +47,7 @@ protected:
 
 TEST_F(IndexStoreTest, InsertStoresEveryFieldAndReadsItBack)
 {
-    FileRecord r = makeRecord(QStringLiteral("/home/a/Pictures/Trip/IMG_1.heic"), 2048, 1700000000.25, FileKind::image);
+    FileRecord r = file(QStringLiteral("/home/a/Pictures/Trip/IMG_1.heic"), 2048, 1700000000.25, FileKind::image);
     r.uti = QStringLiteral("image/heif");
     r.created = 1600000000.0;
     r.added = 1650000000.5;
@@ -93,14 +83,14 @@ TEST_F(IndexStoreTest, TextStateStartsByKind)
                                                 {FileKind::other, 2}};
     for (const auto &[kind, state] : cases) {
         const QString path = QStringLiteral("/r/") + fileKindRawValue(kind);
-        m_store->upsert({makeRecord(path, 1, 1.0, kind)}, QStringLiteral("/r"), 1.0);
+        m_store->upsert({file(path, 1, 1.0, kind)}, QStringLiteral("/r"), 1.0);
         EXPECT_EQ(rowOf(idOf(path)).integer(QStringLiteral("text_state")), state) << fileKindRawValue(kind).toStdString();
     }
 }
 
 TEST_F(IndexStoreTest, AnUnchangedFileGetsTheLightUpdateAndKeepsItsDerivedData)
 {
-    FileRecord r = makeRecord(QStringLiteral("/r/a.pdf"), 100, 1000.0);
+    FileRecord r = file(QStringLiteral("/r/a.pdf"), 100, 1000.0);
     r.sourceID = QStringLiteral("gmail");
     r.opened = 5.0;
     m_store->upsert({r}, QStringLiteral("/r"), 1.0);
@@ -134,7 +124,7 @@ TEST_F(IndexStoreTest, AnUnchangedFileGetsTheLightUpdateAndKeepsItsDerivedData)
 
 TEST_F(IndexStoreTest, AFileWithoutModificationDateIsUnchangedWhileItsSizeHolds)
 {
-    const FileRecord r = makeRecord(QStringLiteral("/r/nodate"), 10, std::nullopt);
+    const FileRecord r = file(QStringLiteral("/r/nodate"), 10, std::nullopt);
     m_store->upsert({r}, QStringLiteral("/r"), 1.0);
     giveDerivedData(idOf(r.path));
     m_store->upsert({r}, QStringLiteral("/r"), 2.0);
@@ -145,7 +135,7 @@ TEST_F(IndexStoreTest, AChangedFileLosesItsDerivedDataAndWaitsForTextAgain)
 {
     const QList<std::pair<qint64, std::optional<double>>> changes{{101, 1000.0}, {100, 1000.002}, {100, std::nullopt}};
     for (const auto &[size, modified] : changes) {
-        FileRecord r = makeRecord(QStringLiteral("/r/b.txt"), 100, 1000.0);
+        FileRecord r = file(QStringLiteral("/r/b.txt"), 100, 1000.0);
         m_store->upsert({r}, QStringLiteral("/r"), 1.0);
         const qint64 id = idOf(r.path);
         giveDerivedData(id);
@@ -165,8 +155,8 @@ TEST_F(IndexStoreTest, AChangedFileLosesItsDerivedDataAndWaitsForTextAgain)
 
 TEST_F(IndexStoreTest, TwoRecordsOfOneBatchWithOnePathMakeOneRow)
 {
-    const FileRecord first = makeRecord(QStringLiteral("/r/dup"), 1, 1.0);
-    const FileRecord second = makeRecord(QStringLiteral("/r/dup"), 2, 2.0);
+    const FileRecord first = file(QStringLiteral("/r/dup"), 1, 1.0);
+    const FileRecord second = file(QStringLiteral("/r/dup"), 2, 2.0);
     m_store->upsert({first, second}, QStringLiteral("/r"), 1.0);
     EXPECT_EQ(m_store->counts().files, 1);
     EXPECT_EQ(m_store->record(idOf(first.path))->size, 2);
@@ -175,12 +165,12 @@ TEST_F(IndexStoreTest, TwoRecordsOfOneBatchWithOnePathMakeOneRow)
 
 TEST_F(IndexStoreTest, AFailingBatchLeavesTheLibraryAsItWas)
 {
-    m_store->upsert({makeRecord(QStringLiteral("/r/kept"), 1, 1.0)}, QStringLiteral("/r"), 1.0);
+    m_store->upsert({file(QStringLiteral("/r/kept"), 1, 1.0)}, QStringLiteral("/r"), 1.0);
     // A trigger makes the third insert of the batch fail.
     m_store->db().execute(QStringLiteral("CREATE TRIGGER refuse BEFORE INSERT ON files WHEN NEW.name = 'bad' "
                                          "BEGIN SELECT RAISE(ABORT, 'refused'); END"));
-    const QList<FileRecord> batch{makeRecord(QStringLiteral("/r/x"), 1, 1.0), makeRecord(QStringLiteral("/r/kept"), 5, 9.0),
-                                  makeRecord(QStringLiteral("/r/bad"), 1, 1.0)};
+    const QList<FileRecord> batch{file(QStringLiteral("/r/x"), 1, 1.0), file(QStringLiteral("/r/kept"), 5, 9.0),
+                                  file(QStringLiteral("/r/bad"), 1, 1.0)};
     EXPECT_THROW(m_store->upsert(batch, QStringLiteral("/r"), 2.0), SQLiteError);
     EXPECT_EQ(m_store->counts().files, 1);
     EXPECT_EQ(m_store->counts().passages, 1);

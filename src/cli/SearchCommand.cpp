@@ -1,0 +1,103 @@
+// `larder search TEXT`: a plain-English request read on the machine and run
+// against the library, as the search screen's instant results are.
+#include "cli/Command.h"
+
+#include "cli/HitText.h"
+#include "cli/SearchJson.h"
+#include "core/AppModel.h"
+#include "search/FilterChips.h"
+#include "search/LocalQueryParser.h"
+#include "search/SearchEngine.h"
+
+#include <QDir>
+#include <QJsonArray>
+
+namespace {
+
+const QCommandLineOption jsonOption(QStringLiteral("json"), QStringLiteral("Print the result as JSON."));
+const QCommandLineOption limitOption(QStringLiteral("limit"), QStringLiteral("Show at most N files (default 80)."),
+                                     QStringLiteral("N"), QStringLiteral("80"));
+const QCommandLineOption explainOption(QStringLiteral("explain"),
+                                       QStringLiteral("Show how the request was understood."));
+
+int runSearch(CommandContext &context)
+{
+    const QStringList words = context.positional();
+    if (words.isEmpty())
+        return context.usageError(QStringLiteral("missing the text to search for"));
+    bool ok = false;
+    const int limit = context.options().value(limitOption).toInt(&ok);
+    if (!ok || limit < 1)
+        return context.usageError(QStringLiteral("--limit takes a whole number above 0"));
+
+    const QString text = words.join(u' ');
+    // Blank text asks for nothing in particular: the newest files.
+    const SearchQuery query = text.trimmed().isEmpty() ? SearchQuery{text, {}, {}, {}, {}, {}}
+                                                       : LocalQueryParser().parse(text);
+    AppModel &model = context.model();
+    // An empty stand-in library would only ever say that nothing was found.
+    if (model.isUsingFallbackLibrary())
+        return context.failure(model.toastText());
+    QList<FileHit> hits;
+    try {
+        hits = SearchEngine(model.store()).search(query, limit);
+    } catch (const DescribedError &error) {
+        return context.failure(error.description());
+    }
+    const bool explain = context.options().isSet(explainOption);
+    const QList<FilterChip> chips = explain ? filterChips(query) : QList<FilterChip>();
+
+    if (context.wantsJson()) {
+        QJsonArray hitArray;
+        for (const FileHit &hit : std::as_const(hits))
+            hitArray.append(hitJson(hit));
+        QJsonObject result{{QStringLiteral("query"), queryJson(query)}, {QStringLiteral("hits"), hitArray}};
+        if (explain) {
+            QJsonArray labels;
+            for (const FilterChip &chip : chips)
+                labels.append(chip.label);
+            result.insert(QStringLiteral("chips"), labels);
+        }
+        context.printJson(result);
+        return 0;
+    }
+
+    QTextStream &out = context.out();
+    if (explain) {
+        out << "Understood as:";
+        if (chips.isEmpty())
+            out << " any file";
+        for (const FilterChip &chip : chips)
+            out << "\n  " << chip.label;
+        out << "\n\n";
+    }
+    if (hits.isEmpty()) {
+        out << "No files found.\n";
+        out.flush();
+        return 0;
+    }
+    const Emphasis emphasis = CommandContext::isTerminal(stdout) ? Emphasis::terminalBold : Emphasis::plain;
+    const QString home = QDir::homePath();
+    for (qsizetype i = 0; i < hits.size(); ++i) {
+        if (i > 0)
+            out << "\n";
+        out << hitText(hits.at(i), emphasis, home);
+    }
+    out.flush();
+    return 0;
+}
+
+} // namespace
+
+Command searchCommand()
+{
+    return {QStringLiteral("search"), QStringLiteral("Find files from a request in plain English."),
+            [](QCommandLineParser &parser) {
+                parser.addOption(jsonOption);
+                parser.addOption(limitOption);
+                parser.addOption(explainOption);
+                parser.addPositionalArgument(QStringLiteral("text"), QStringLiteral("What to look for, in English."),
+                                             QStringLiteral("TEXT..."));
+            },
+            runSearch};
+}

@@ -1,0 +1,68 @@
+// `larder trash PATH...`: moves files to the Trash as the screens do, and
+// takes them out of the library at once.
+#include "cli/Command.h"
+
+#include "core/AppModel.h"
+#include "store/IndexStore.h"
+#include "tidy/FileActions.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace {
+
+// The library's record of the path, or a bare one for a file it doesn't hold.
+FileRecord recordFor(IndexStore &store, const QString &path)
+{
+    const auto rows = store.db().query(QStringLiteral("SELECT f.* FROM files f WHERE path = ?"), {path});
+    if (!rows.isEmpty())
+        return IndexStore::decodeRecord(rows.first());
+    FileRecord record;
+    record.path = path;
+    record.name = QFileInfo(path).fileName();
+    record.size = QFileInfo(path).size();
+    return record;
+}
+
+int runTrash(CommandContext &context)
+{
+    const QStringList paths = context.positional();
+    if (paths.isEmpty())
+        return context.usageError(QStringLiteral("missing PATH"));
+    AppModel &app = context.model();
+    if (app.isUsingFallbackLibrary())
+        return context.failure(app.toastText());
+
+    QList<FileRecord> records;
+    try {
+        for (const QString &path : paths)
+            records.append(recordFor(app.store(), QDir::cleanPath(QFileInfo(path).absoluteFilePath())));
+    } catch (const DescribedError &error) {
+        return context.failure(error.description());
+    }
+    FileActions actions(app.store(), *app.indexing());
+    const FileActions::TrashOutcome outcome = actions.trash(records);
+    for (const FileRecord &record : records) {
+        if (!outcome.movedPaths.contains(record.path))
+            context.err() << "Couldn't move " << record.path << " to the Trash.\n";
+    }
+    context.err().flush();
+    if (outcome.moved == 0)
+        return context.failure(outcome.toast);
+    context.out() << outcome.toast << "\n";
+    // Some files stayed where they were: a script should know.
+    return outcome.moved == records.size() ? 0 : 1;
+}
+
+} // namespace
+
+Command trashCommand()
+{
+    return {QStringLiteral("trash"),
+            QStringLiteral("Move files to the Trash and take them out of the library."),
+            [](QCommandLineParser &parser) {
+                parser.addPositionalArgument(QStringLiteral("PATH"), QStringLiteral("Files to move."),
+                                             QStringLiteral("PATH..."));
+            },
+            runTrash};
+}

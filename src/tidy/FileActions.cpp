@@ -1,0 +1,177 @@
+#include "tidy/FileActions.h"
+
+#include "core/Format.h"
+#include "core/Paths.h"
+#include "indexing/IndexingStatus.h"
+#include "store/IndexStore.h"
+
+#include <QClipboard>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDesktopServices>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QUrl>
+
+namespace {
+
+QList<QUrl> fileURLs(const QList<FileRecord> &records)
+{
+    QList<QUrl> urls;
+    urls.reserve(records.size());
+    for (const FileRecord &record : records)
+        urls.append(QUrl::fromLocalFile(record.path));
+    return urls;
+}
+
+void openFolders(const QList<FileRecord> &records)
+{
+    QStringList folders;
+    for (const FileRecord &record : records) {
+        const QString folder = QFileInfo(record.path).absolutePath();
+        if (!folders.contains(folder))
+            folders.append(folder);
+    }
+    for (const QString &folder : folders)
+        QDesktopServices::openUrl(QUrl::fromLocalFile(folder));
+}
+
+// A file manager that takes longer than this to answer is taken as absent.
+constexpr int revealTimeoutMs = 3000;
+
+} // namespace
+
+FileActions::FileActions(IndexStore &store, IndexingStatus &indexing)
+    : m_store(store)
+    , m_indexing(indexing)
+{
+}
+
+bool FileActions::moveToTrash(const QString &path)
+{
+    // The home Trash lives in $XDG_DATA_HOME; without that folder Qt would
+    // "trash" into the current directory and report success.
+    QDir().mkpath(Paths::dataHome());
+    QString placedAt;
+    if (!QFile::moveToTrash(path, &placedAt))
+        return false;
+    return !placedAt.isEmpty() && QDir::isAbsolutePath(placedAt);
+}
+
+QString FileActions::trashToast(qint64 count, qint64 bytes)
+{
+    return QStringLiteral("Moved %1 file%2 to the Trash · %3 freed")
+        .arg(Format::count(count), count == 1 ? QString() : QStringLiteral("s"), Format::byteCount(bytes));
+}
+
+QString FileActions::trashFailureToast()
+{
+    return QStringLiteral("Couldn't move those files to the Trash.");
+}
+
+FileActions::TrashOutcome FileActions::trash(const QList<FileRecord> &records)
+{
+    TrashOutcome outcome;
+    for (const FileRecord &record : records) {
+        if (!moveToTrash(record.path))
+            continue;
+        outcome.movedPaths.append(record.path);
+        outcome.bytes += record.size;
+    }
+    outcome.moved = int(outcome.movedPaths.size());
+    // The library answers correctly at once instead of waiting for the
+    // change events; a failure here is left to the next scan.
+    try {
+        m_store.deletePaths(outcome.movedPaths);
+    } catch (const DescribedError &) {
+    }
+    m_indexing.bumpRevision();
+    outcome.toast = outcome.moved == 0 ? trashFailureToast() : trashToast(outcome.moved, outcome.bytes);
+    return outcome;
+}
+
+QString FileActions::text(const FileRecord &record) const
+{
+    try {
+        const auto rows = m_store.db().query(
+            QStringLiteral("SELECT body FROM passages WHERE owner_type = 'file' AND owner_id = ? ORDER BY ord"),
+            {QString::number(record.id)});
+        QStringList bodies;
+        bodies.reserve(rows.size());
+        for (const SQLRow &row : rows)
+            bodies.append(row.string(QStringLiteral("body")).value_or(QString()));
+        return bodies.join(u'\n');
+    } catch (const DescribedError &) {
+        return record.textExcerpt.value_or(QString());
+    }
+}
+
+std::optional<QString> FileActions::copyText(const FileRecord &record) const
+{
+    const QString body = text(record);
+    if (body.isEmpty())
+        return std::nullopt;
+    QClipboard *clipboard = QGuiApplication::clipboard();
+    clipboard->clear();
+    clipboard->setText(body);
+    return QStringLiteral("Copied text from ") + record.name;
+}
+
+void FileActions::copyFiles(const QList<FileRecord> &records)
+{
+    auto *data = new QMimeData;
+    const QList<QUrl> urls = fileURLs(records);
+    data->setUrls(urls);
+    // GNOME Files and its kin paste from their own list.
+    QStringList lines{QStringLiteral("copy")};
+    for (const QUrl &url : urls)
+        lines.append(QString::fromUtf8(url.toEncoded()));
+    data->setData(QStringLiteral("x-special/gnome-copied-files"), lines.join(u'\n').toUtf8());
+    QClipboard *clipboard = QGuiApplication::clipboard();
+    clipboard->clear();
+    clipboard->setMimeData(data);
+}
+
+void FileActions::copyPaths(const QList<FileRecord> &records)
+{
+    QStringList paths;
+    for (const FileRecord &record : records)
+        paths.append(record.path);
+    QClipboard *clipboard = QGuiApplication::clipboard();
+    clipboard->clear();
+    clipboard->setText(paths.join(u'\n'));
+}
+
+void FileActions::reveal(const QList<FileRecord> &records)
+{
+    if (records.isEmpty())
+        return;
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected()) {
+        openFolders(records);
+        return;
+    }
+    QStringList uris;
+    for (const QUrl &url : fileURLs(records))
+        uris.append(QString::fromUtf8(url.toEncoded()));
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
+        QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
+    call << uris << QString();
+    auto *watcher = new QDBusPendingCallWatcher(bus.asyncCall(call, revealTimeoutMs));
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [records](QDBusPendingCallWatcher *done) {
+        if (done->isError())
+            openFolders(records);
+        done->deleteLater();
+    });
+}
+
+void FileActions::open(const QList<FileRecord> &records)
+{
+    for (const QUrl &url : fileURLs(records))
+        QDesktopServices::openUrl(url);
+}
