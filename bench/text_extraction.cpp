@@ -32,15 +32,6 @@ QStringList pagesOf(int file)
     return pages;
 }
 
-// Cuts text into bodies of about 900 characters, as the library stores them.
-QStringList bodiesOf(const QString &text)
-{
-    QStringList bodies;
-    for (qsizetype at = 0; at < text.size(); at += 900)
-        bodies << text.mid(at, 900);
-    return bodies;
-}
-
 } // namespace
 
 int main(int argc, char **argv)
@@ -81,7 +72,7 @@ int main(int argc, char **argv)
         characters += result.content.text->size();
         store->db().transaction([&] {
             store->setPassages(QStringLiteral("file"), QString::number(i + 1), record.name,
-                               bodiesOf(*result.content.text));
+                               passages(*result.content.text));
         });
     }
     const double larder = timer.nsecsElapsed() / 1e9;
