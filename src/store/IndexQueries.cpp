@@ -8,6 +8,8 @@
 #include <QSet>
 
 #include <algorithm>
+#include <limits>
+#include <numeric>
 
 size_t qHash(const PassageHit &hit, size_t seed)
 {
@@ -286,48 +288,93 @@ QList<PassageHit> IndexStore::searchPassages(const QString &match, const QString
 
 QList<FileHit> IndexStore::searchFiles(const QString &match, const FileFilter &filter, int limit) const
 {
+    // Only files' passages have positive rowids, (file id << 12) + ord, so
+    // the join and the filter need nothing of a passage but its rowid. With
+    // bm25 in the ORDER BY, SQLite ranks only the rows that pass the filter
+    // and keeps only the best of them; equal scores go in rowid order.
     const CompiledFilter compiled = compileFilter(filter);
-    const QString sql = QStringLiteral(
-                            "SELECT p.owner_id AS owner, p.rank AS score, "
-                            "snippet(passages, 1, '⟦', '⟧', '…', 18) AS snip, f.* "
-                            "FROM passages p JOIN files f ON f.id = CAST(p.owner_id AS INTEGER) "
-                            "WHERE passages MATCH ? AND p.rank MATCH 'bm25(6.0, 1.0)' AND p.owner_type = 'file' AND ")
-        + compiled.clause + QStringLiteral("\nORDER BY p.rank LIMIT ?");
-    // Ranking inside the full-text index hands rows over best first, so
-    // snippets and file rows are made only for the rows that are read.
+    const QString ranked = QStringLiteral("SELECT p.rowid AS passage, bm25(passages, 6.0, 1.0) AS score "
+                                          "FROM passages p JOIN files f ON f.id = p.rowid / %1 "
+                                          "WHERE passages MATCH ? AND p.rowid > 0 AND ")
+                               .arg(maxPassagesPerFile)
+        + compiled.clause + QStringLiteral("\nORDER BY score, p.rowid LIMIT ?");
     SQLBindings bindings{match};
     bindings += compiled.bindings;
     // A file has many passages, hence the larger overscan.
     bindings.append(qint64(limit) * 6);
 
-    const auto marked = [](const std::optional<QString> &snippet) {
-        return snippet && snippet->contains(QStringLiteral("⟦"));
-    };
-    QList<FileHit> hits;
-    QHash<qint64, qsizetype> indexByID;
-    for (const SQLRow &row : m_db->query(sql, bindings)) {
-        const qint64 id = row.integer(QStringLiteral("id")).value_or(0);
-        const std::optional<QString> snippet = row.string(QStringLiteral("snip"));
-        const auto known = indexByID.constFind(id);
-        if (known != indexByID.constEnd()) {
-            // The first row was the best one; a later row only lends its
-            // snippet when the first had no marked words.
-            FileHit &hit = hits[*known];
-            if (!hit.snippet && marked(snippet))
-                hit.snippet = snippet;
-            continue;
+    return m_db->readTransaction([&] {
+        // One hit a file, from its best row; the file's later rows are
+        // kept in order, as they may lend it a snippet.
+        QList<FileHit> hits;
+        QList<QList<qint64>> passagesOfHit;
+        QHash<qint64, qsizetype> indexByID;
+        for (const SQLRow &row : m_db->query(ranked, bindings)) {
+            const qint64 passage = row.integer(QStringLiteral("passage")).value_or(0);
+            const qint64 id = passage / maxPassagesPerFile;
+            const auto known = indexByID.constFind(id);
+            if (known != indexByID.constEnd()) {
+                passagesOfHit[*known].append(passage);
+                continue;
+            }
+            FileHit hit;
+            hit.file.id = id;
+            hit.score = -row.real(QStringLiteral("score")).value_or(0);
+            indexByID.insert(id, hits.size());
+            hits.append(hit);
+            passagesOfHit.append(QList<qint64>{passage});
+            if (hits.size() >= limit)
+                break;
         }
-        FileHit hit;
-        hit.file = decodeRecord(row);
-        hit.score = -row.real(QStringLiteral("score")).value_or(0);
-        if (marked(snippet))
-            hit.snippet = snippet;
-        indexByID.insert(id, hits.size());
-        hits.append(hit);
-        if (hits.size() >= limit)
+        for (FileHit &hit : hits)
+            hit.file = record(hit.file.id).value_or(hit.file);
+        lendSnippets(match, hits, passagesOfHit);
+        return hits;
+    });
+}
+
+void IndexStore::lendSnippets(const QString &match, QList<FileHit> &hits,
+                              const QList<QList<qint64>> &passagesOfHit) const
+{
+    // A hit shows the snippet of its first passage, in rank order, that
+    // marks a word. Snippets are made for those passages only, a round at a
+    // time: the first passage of every hit, then the next one of the hits
+    // still without a snippet, and so on. Each round is one statement, as
+    // setting up a prefix match costs as much as reading all its rows; the
+    // rowids go in as a JSON list that the full-text index doesn't see, so
+    // the match is set up once rather than once for every rowid.
+    const QString sql = QStringLiteral(
+        "SELECT rowid, snippet(passages, 1, '⟦', '⟧', '…', 18) AS snip FROM passages "
+        "WHERE passages MATCH ? AND rowid BETWEEN ? AND ? AND +rowid IN (SELECT value FROM json_each(?))");
+    QList<qsizetype> waiting(hits.size());
+    std::iota(waiting.begin(), waiting.end(), 0);
+    for (qsizetype round = 0; !waiting.isEmpty(); ++round) {
+        QHash<qint64, qsizetype> hitOfPassage;
+        QStringList rowids;
+        qint64 lowest = std::numeric_limits<qint64>::max();
+        qint64 highest = std::numeric_limits<qint64>::min();
+        for (qsizetype i : std::as_const(waiting)) {
+            if (round >= passagesOfHit.at(i).size())
+                continue;
+            const qint64 passage = passagesOfHit.at(i).at(round);
+            hitOfPassage.insert(passage, i);
+            rowids.append(QString::number(passage));
+            lowest = std::min(lowest, passage);
+            highest = std::max(highest, passage);
+        }
+        if (hitOfPassage.isEmpty())
             break;
+        const QString list = u'[' + rowids.join(u',') + u']';
+        for (const SQLRow &row : m_db->query(sql, {match, lowest, highest, list})) {
+            const std::optional<QString> snippet = row.string(QStringLiteral("snip"));
+            if (snippet && snippet->contains(QStringLiteral("⟦")))
+                hits[hitOfPassage.value(row.integer(QStringLiteral("rowid")).value_or(0))].snippet = snippet;
+        }
+        waiting.clear();
+        for (qsizetype i : hitOfPassage)
+            if (!hits.at(i).snippet)
+                waiting.append(i);
     }
-    return hits;
 }
 
 // ---- Listing and aggregates ----

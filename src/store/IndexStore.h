@@ -213,6 +213,9 @@ private:
     // The light update of unchanged files: last-used and added dates,
     // source, screenshot flag, seen time and root.
     void lightUpdate(const QList<std::pair<qint64, const FileRecord *>> &rows, const QString &root, double seenAt);
+    // Gives each hit the snippet of the first of its passages, in order,
+    // whose snippet for the match marks a word, if any does.
+    void lendSnippets(const QString &match, QList<FileHit> &hits, const QList<QList<qint64>> &passagesOfHit) const;
 
     std::shared_ptr<SQLiteDatabase> m_db;
 };

@@ -383,6 +383,12 @@ qint64 SQLiteDatabase::lastInsertRowID()
     return sqlite3_last_insert_rowid(m_handle);
 }
 
+bool SQLiteDatabase::inTransaction()
+{
+    std::lock_guard guard(m_lock);
+    return sqlite3_get_autocommit(m_handle) == 0;
+}
+
 void SQLiteDatabase::rollbackQuietly()
 {
     try {

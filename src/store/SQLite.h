@@ -144,7 +144,31 @@ public:
     auto transaction(Body &&body) -> decltype(body())
     {
         std::lock_guard guard(m_lock);
-        execute(QStringLiteral("BEGIN IMMEDIATE"));
+        return enclosed(QStringLiteral("BEGIN IMMEDIATE"), body);
+    }
+
+    // Runs body so that all of its statements read one state of the
+    // database: in a read transaction of its own, or in the caller's open
+    // transaction. Holds the lock throughout; rethrows what body throws.
+    template<typename Body>
+    auto readTransaction(Body &&body) -> decltype(body())
+    {
+        std::lock_guard guard(m_lock);
+        if (inTransaction())
+            return body();
+        return enclosed(QStringLiteral("BEGIN DEFERRED"), body);
+    }
+    // Whether a transaction is open on the connection.
+    bool inTransaction();
+
+    QString path() const { return m_path; }
+
+private:
+    // body between begin and COMMIT, rolled back when either throws.
+    template<typename Body>
+    auto enclosed(const QString &begin, Body &body) -> decltype(body())
+    {
+        execute(begin);
         try {
             if constexpr (std::is_void_v<decltype(body())>) {
                 body();
@@ -160,9 +184,6 @@ public:
         }
     }
 
-    QString path() const { return m_path; }
-
-private:
     class CachedStatement;
     friend class CachedStatement;
 

@@ -280,6 +280,30 @@ TEST_F(IndexQueriesTest, SearchFilesOneHitPerFileUnderTheFilter)
     EXPECT_EQ(store->searchFiles("lease", FileFilter(), 1).size(), 1);
 }
 
+TEST_F(IndexQueriesTest, SearchFilesLeavesMeetingsOutAndOrdersEqualScoresByFile)
+{
+    // Three names alike but for their folder: equal scores.
+    store->upsert({makeRecord("/r/c/lease.txt", FileKind::document, 1), makeRecord("/r/a/lease.txt", FileKind::document, 1),
+                   makeRecord("/r/b/lease.txt", FileKind::document, 1)},
+                  "/r", 1);
+    const QList<qint64> ids{idOf("/r/c/lease.txt"), idOf("/r/a/lease.txt"), idOf("/r/b/lease.txt")};
+    // A meeting's note that matches better, under an owner id that reads as a file id.
+    store->db().transaction(
+        [&] { store->setPassages("note", QString::number(ids.first()), "lease", {"lease lease lease"}); });
+
+    const auto hits = store->searchFiles("lease", FileFilter(), 10);
+    ASSERT_EQ(hits.size(), 3);
+    for (qsizetype i = 0; i < hits.size(); ++i) {
+        EXPECT_EQ(hits.at(i).file.id, ids.at(i));
+        EXPECT_EQ(hits.at(i).file.path, QStringList({"/r/c/lease.txt", "/r/a/lease.txt", "/r/b/lease.txt"}).at(i));
+        EXPECT_EQ(hits.at(i).score, hits.first().score);
+        EXPECT_FALSE(hits.at(i).snippet);
+    }
+    const auto first = store->searchFiles("lease", FileFilter(), 2);
+    ASSERT_EQ(first.size(), 2);
+    EXPECT_EQ(first.at(1).file.id, ids.at(1));
+}
+
 TEST_F(IndexQueriesTest, ListCountAndStatistics)
 {
     FileRecord a = makeRecord("/r/b.png", FileKind::image, 300, 10);
