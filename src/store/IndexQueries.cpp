@@ -8,7 +8,6 @@
 #include <QSet>
 
 #include <algorithm>
-#include <limits>
 #include <numeric>
 
 size_t qHash(const PassageHit &hit, size_t seed)
@@ -289,19 +288,22 @@ QList<PassageHit> IndexStore::searchPassages(const QString &match, const QString
 QList<FileHit> IndexStore::searchFiles(const QString &match, const FileFilter &filter, int limit) const
 {
     // Only files' passages have positive rowids, (file id << 12) + ord, so
-    // the join and the filter need nothing of a passage but its rowid. With
-    // bm25 in the ORDER BY, SQLite ranks only the rows that pass the filter
-    // and keeps only the best of them; equal scores go in rowid order.
+    // the join and the filter need nothing of a passage but its rowid.
+    // Ranked in the ORDER BY, only the rows that pass the filter are ranked
+    // and SQLite keeps only the best of them; bm25_best gives those their
+    // exact bm25 while skipping most of the others' work. Equal scores go in
+    // rowid order.
     const CompiledFilter compiled = compileFilter(filter);
-    const QString ranked = QStringLiteral("SELECT p.rowid AS passage, bm25(passages, 6.0, 1.0) AS score "
+    const QString ranked = QStringLiteral("SELECT p.rowid AS passage, bm25_best(passages, ?, 6.0, 1.0) AS score "
                                           "FROM passages p JOIN files f ON f.id = p.rowid / %1 "
                                           "WHERE passages MATCH ? AND p.rowid > 0 AND ")
                                .arg(maxPassagesPerFile)
         + compiled.clause + QStringLiteral("\nORDER BY score, p.rowid LIMIT ?");
-    SQLBindings bindings{match};
-    bindings += compiled.bindings;
     // A file has many passages, hence the larger overscan.
-    bindings.append(qint64(limit) * 6);
+    const qint64 rows = qint64(limit) * 6;
+    SQLBindings bindings{rows, match};
+    bindings += compiled.bindings;
+    bindings.append(rows);
 
     return m_db->readTransaction([&] {
         // One hit a file, from its best row; the file's later rows are
@@ -338,43 +340,62 @@ void IndexStore::lendSnippets(const QString &match, QList<FileHit> &hits,
 {
     // A hit shows the snippet of its first passage, in rank order, that
     // marks a word. Snippets are made for those passages only, a round at a
-    // time: the first passage of every hit, then the next one of the hits
-    // still without a snippet, and so on. Each round is one statement, as
-    // setting up a prefix match costs as much as reading all its rows; the
-    // rowids go in as a JSON list that the full-text index doesn't see, so
-    // the match is set up once rather than once for every rowid.
-    const QString sql = QStringLiteral(
-        "SELECT rowid, snippet(passages, 1, '⟦', '⟧', '…', 18) AS snip FROM passages "
-        "WHERE passages MATCH ? AND rowid BETWEEN ? AND ? AND +rowid IN (SELECT value FROM json_each(?))");
+    // time: the next passage of every hit still without a snippet. Only a
+    // file's first passage carries its name, so only that one can match
+    // without a marked word; the passage after it joins the same round.
+    QHash<qint64, QString> snippets;
+    QList<qsizetype> made(hits.size(), 0); // passages of each hit with a snippet made
     QList<qsizetype> waiting(hits.size());
     std::iota(waiting.begin(), waiting.end(), 0);
-    for (qsizetype round = 0; !waiting.isEmpty(); ++round) {
-        QHash<qint64, qsizetype> hitOfPassage;
-        QStringList rowids;
-        qint64 lowest = std::numeric_limits<qint64>::max();
-        qint64 highest = std::numeric_limits<qint64>::min();
+    const auto marked = [](const QString &snippet) { return snippet.contains(QStringLiteral("⟦")); };
+    while (!waiting.isEmpty()) {
+        QList<qint64> wanted;
         for (qsizetype i : std::as_const(waiting)) {
-            if (round >= passagesOfHit.at(i).size())
-                continue;
-            const qint64 passage = passagesOfHit.at(i).at(round);
-            hitOfPassage.insert(passage, i);
-            rowids.append(QString::number(passage));
-            lowest = std::min(lowest, passage);
-            highest = std::max(highest, passage);
+            const QList<qint64> &passages = passagesOfHit.at(i);
+            const bool carriesName = passages.at(made[i]) % maxPassagesPerFile == 0;
+            const qsizetype upTo = std::min(passages.size(), made[i] + (carriesName ? 2 : 1));
+            for (; made[i] < upTo; ++made[i])
+                wanted.append(passages.at(made[i]));
         }
-        if (hitOfPassage.isEmpty())
-            break;
-        const QString list = u'[' + rowids.join(u',') + u']';
-        for (const SQLRow &row : m_db->query(sql, {match, lowest, highest, list})) {
-            const std::optional<QString> snippet = row.string(QStringLiteral("snip"));
-            if (snippet && snippet->contains(QStringLiteral("⟦")))
-                hits[hitOfPassage.value(row.integer(QStringLiteral("rowid")).value_or(0))].snippet = snippet;
+        snippets.insert(snippetsOf(match, wanted));
+
+        QList<qsizetype> still;
+        for (qsizetype i : std::as_const(waiting)) {
+            const QList<qint64> &passages = passagesOfHit.at(i);
+            const auto first = std::find_if(passages.begin(), passages.begin() + made[i],
+                                            [&](qint64 passage) { return marked(snippets.value(passage)); });
+            if (first != passages.begin() + made[i])
+                hits[i].snippet = snippets.value(*first);
+            else if (made[i] < passages.size())
+                still.append(i);
         }
-        waiting.clear();
-        for (qsizetype i : hitOfPassage)
-            if (!hits.at(i).snippet)
-                waiting.append(i);
+        waiting = still;
     }
+}
+
+QHash<qint64, QString> IndexStore::snippetsOf(const QString &match, const QList<qint64> &passages) const
+{
+    // One statement whatever the number of passages: setting a match up
+    // costs as much as reading many of its rows (all of them, for a prefix),
+    // and a statement per rowid would pay that each time. The rowids go in as
+    // a JSON list that the full-text index doesn't see, and the index reads
+    // the span they cover.
+    QHash<qint64, QString> snippets;
+    if (passages.isEmpty())
+        return snippets;
+    QStringList rowids;
+    for (qint64 passage : passages)
+        rowids.append(QString::number(passage));
+    const auto [lowest, highest] = std::minmax_element(passages.begin(), passages.end());
+    const auto rows = m_db->query(
+        QStringLiteral("SELECT rowid, snippet(passages, 1, '⟦', '⟧', '…', 18) AS snip FROM passages "
+                       "WHERE passages MATCH ? AND rowid BETWEEN ? AND ? "
+                       "AND +rowid IN (SELECT value FROM json_each(?))"),
+        {match, *lowest, *highest, u'[' + rowids.join(u',') + u']'});
+    for (const SQLRow &row : rows)
+        snippets.insert(row.integer(QStringLiteral("rowid")).value_or(0),
+                        row.string(QStringLiteral("snip")).value_or(QString()));
+    return snippets;
 }
 
 // ---- Listing and aggregates ----

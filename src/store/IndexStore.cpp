@@ -1,5 +1,7 @@
 #include "store/IndexStore.h"
 
+#include "store/FullTextRank.h"
+
 #include "core/Paths.h"
 
 #include <QDir>
@@ -12,6 +14,7 @@
 IndexStore::IndexStore(std::shared_ptr<SQLiteDatabase> database)
     : m_db(std::move(database))
 {
+    FullTextRank::install(*m_db);
 }
 
 std::unique_ptr<IndexStore> IndexStore::open(const QUrl &url)

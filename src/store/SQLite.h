@@ -137,6 +137,9 @@ public:
     qint64 lastInsertRowID();
 
     std::recursive_mutex &lock() { return m_lock; }
+    // The connection itself, for registering functions on it; use it only
+    // while holding lock().
+    sqlite3 *handle() const { return m_handle; }
 
     // Runs body inside BEGIN IMMEDIATE ... COMMIT, rolling back and rethrowing
     // when the body or the commit throws. Transactions don't nest.
