@@ -299,37 +299,51 @@ QList<FileHit> IndexStore::searchFiles(const QString &match, const FileFilter &f
                                           "WHERE passages MATCH ? AND p.rowid > 0 AND ")
                                .arg(maxPassagesPerFile)
         + compiled.clause + QStringLiteral("\nORDER BY score, p.rowid LIMIT ?");
-    // A file has many passages, hence the larger overscan.
-    const qint64 rows = qint64(limit) * 6;
-    SQLBindings bindings{rows, match};
-    bindings += compiled.bindings;
-    bindings.append(rows);
 
     return m_db->readTransaction([&] {
         // One hit a file, from its best row; the file's later rows are
         // kept in order, as they may lend it a snippet.
         QList<FileHit> hits;
         QList<QList<qint64>> passagesOfHit;
-        QHash<qint64, qsizetype> indexByID;
-        for (const SQLRow &row : m_db->query(ranked, bindings)) {
-            const qint64 passage = row.integer(QStringLiteral("passage")).value_or(0);
-            const qint64 id = passage / maxPassagesPerFile;
-            const auto known = indexByID.constFind(id);
-            if (known != indexByID.constEnd()) {
-                passagesOfHit[*known].append(passage);
-                continue;
+        // A file has many passages, hence an overscan of six rows a hit. Most
+        // requests find their files among far fewer rows, though, and the
+        // fewer rows are kept the more bm25_best skips, so a first pass keeps
+        // two rows a hit; the full overscan runs only when that falls short.
+        // The order is total, so the first pass's rows begin the second's.
+        for (const qint64 rows : {qint64(limit) * 2, qint64(limit) * 6}) {
+            SQLBindings bindings{rows, match};
+            bindings += compiled.bindings;
+            bindings.append(rows);
+            const QList<SQLRow> found = m_db->query(ranked, bindings);
+            hits.clear();
+            passagesOfHit.clear();
+            QHash<qint64, qsizetype> indexByID;
+            for (const SQLRow &row : found) {
+                const qint64 passage = row.integer(QStringLiteral("passage")).value_or(0);
+                const qint64 id = passage / maxPassagesPerFile;
+                const auto known = indexByID.constFind(id);
+                if (known != indexByID.constEnd()) {
+                    passagesOfHit[*known].append(passage);
+                    continue;
+                }
+                FileHit hit;
+                hit.file.id = id;
+                hit.score = -row.real(QStringLiteral("score")).value_or(0);
+                indexByID.insert(id, hits.size());
+                hits.append(hit);
+                passagesOfHit.append(QList<qint64>{passage});
+                if (hits.size() >= limit)
+                    break;
             }
-            FileHit hit;
-            hit.file.id = id;
-            hit.score = -row.real(QStringLiteral("score")).value_or(0);
-            indexByID.insert(id, hits.size());
-            hits.append(hit);
-            passagesOfHit.append(QList<qint64>{passage});
-            if (hits.size() >= limit)
+            if (hits.size() >= limit || found.size() < rows)
                 break;
         }
+        QList<qint64> ids;
+        for (const FileHit &hit : std::as_const(hits))
+            ids.append(hit.file.id);
+        const QHash<qint64, FileRecord> files = records(ids);
         for (FileHit &hit : hits)
-            hit.file = record(hit.file.id).value_or(hit.file);
+            hit.file = files.value(hit.file.id, hit.file);
         lendSnippets(match, hits, passagesOfHit);
         return hits;
     });
@@ -383,15 +397,12 @@ QHash<qint64, QString> IndexStore::snippetsOf(const QString &match, const QList<
     QHash<qint64, QString> snippets;
     if (passages.isEmpty())
         return snippets;
-    QStringList rowids;
-    for (qint64 passage : passages)
-        rowids.append(QString::number(passage));
     const auto [lowest, highest] = std::minmax_element(passages.begin(), passages.end());
     const auto rows = m_db->query(
         QStringLiteral("SELECT rowid, snippet(passages, 1, '⟦', '⟧', '…', 18) AS snip FROM passages "
                        "WHERE passages MATCH ? AND rowid BETWEEN ? AND ? "
                        "AND +rowid IN (SELECT value FROM json_each(?))"),
-        {match, *lowest, *highest, u'[' + rowids.join(u',') + u']'});
+        {match, *lowest, *highest, jsonList(passages)});
     for (const SQLRow &row : rows)
         snippets.insert(row.integer(QStringLiteral("rowid")).value_or(0),
                         row.string(QStringLiteral("snip")).value_or(QString()));

@@ -57,17 +57,22 @@ QHash<qint64, FileRecord> IndexStore::records(const QList<qint64> &ids) const
     QHash<qint64, FileRecord> result;
     if (ids.isEmpty())
         return result;
-    QStringList numbers;
-    numbers.reserve(ids.size());
-    for (qint64 id : ids)
-        numbers.append(QString::number(id));
-    // Ids are integers, so inlining them is safe.
-    const auto rows = m_db->query(QStringLiteral("SELECT f.* FROM files f WHERE id IN (%1)").arg(numbers.join(u',')));
+    const auto rows = m_db->query(QStringLiteral("SELECT f.* FROM files f WHERE id IN (SELECT value FROM json_each(?))"),
+                                  {jsonList(ids)});
     for (const SQLRow &row : rows) {
         FileRecord record = decodeRecord(row);
         result.insert(record.id, std::move(record));
     }
     return result;
+}
+
+QString IndexStore::jsonList(const QList<qint64> &numbers)
+{
+    QStringList texts;
+    texts.reserve(numbers.size());
+    for (qint64 number : numbers)
+        texts.append(QString::number(number));
+    return u'[' + texts.join(u',') + u']';
 }
 
 FileRecord IndexStore::decodeRecord(const SQLRow &row)

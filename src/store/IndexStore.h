@@ -216,6 +216,9 @@ private:
     // Gives each hit the snippet of the first of its passages, in order,
     // whose snippet for the match marks a word, if any does.
     void lendSnippets(const QString &match, QList<FileHit> &hits, const QList<QList<qint64>> &passagesOfHit) const;
+    // Numbers as a JSON list, for json_each(): one statement, prepared
+    // once, takes any number of them.
+    static QString jsonList(const QList<qint64> &numbers);
     // The snippets of passages of files for the match, by rowid.
     QHash<qint64, QString> snippetsOf(const QString &match, const QList<qint64> &passages) const;
 
