@@ -721,11 +721,10 @@ int main(int argc, char **argv)
     std::printf("parse:        p50 %.3f ms   p95 %.3f ms   max %.3f ms   (%zu parses; goal p95 < 1 ms)\n", parse.p50,
                 parse.p95, parse.max, parseTimes.size());
 
-    // Each request through the engine; then the same full-text expressions
-    // (the all-words one, and the any-word one where the engine widens) as
-    // bare MATCH statements ranked alike with the same overscan, without the
-    // join, the filter or the snippet; and through a form of the store's
-    // statement that lets the full-text index order by its rank itself.
+    // Each request through the engine; then, as the reference, the same
+    // full-text expressions (the all-words one, and the any-word one where
+    // the engine widens) as bare MATCH statements ranked by bm25 with the
+    // same overscan, without the join, the filter or the snippets.
     SearchEngine engine(*store);
     SQLiteDatabase &db = store->db();
     struct Plan
@@ -749,22 +748,7 @@ int main(int argc, char **argv)
                                     "ORDER BY bm25(passages, 6.0, 1.0) LIMIT ?"),
                      {expression, 80 * 6});
     };
-    const auto rankOrdered = [&](const Plan &plan) {
-        const CompiledFilter filter = compileFilter(plan.query.filter);
-        for (const QString &expression : plan.expressions) {
-            SQLBindings bindings{expression, QStringLiteral("bm25(6.0, 1.0)")};
-            bindings += filter.bindings;
-            bindings.append(80 * 6);
-            db.query(QStringLiteral("SELECT p.owner_id AS owner, p.rank AS score, "
-                                    "snippet(passages, 1, '⟦', '⟧', '…', 18) AS snip, f.* "
-                                    "FROM passages p JOIN files f ON f.id = CAST(p.owner_id AS INTEGER) "
-                                    "WHERE passages MATCH ? AND p.rank MATCH ? AND p.owner_type = 'file' AND ")
-                         + filter.clause + QStringLiteral(" ORDER BY p.rank LIMIT ?"),
-                     bindings);
-        }
-    };
-
-    Timing search, bare, ranked;
+    Timing search, bare;
     std::vector<double> cpuByRequest(plans.size(), 0.0);
     size_t hitsTotal = 0;
     for (int round = 0; round < rounds; ++round) {
@@ -775,15 +759,12 @@ int main(int argc, char **argv)
             if (!warmUp)
                 cpuByRequest[i] += search.cpu.back() / double(rounds - 1);
             bare.measure(warmUp, [&] { bareMatch(plan); });
-            ranked.measure(warmUp, [&] { rankOrdered(plan); });
         }
     }
     std::printf("search:       %s   (%zu searches of %zu requests, %.1f hits each; goal p50 < 10 ms, p95 < 50 ms)\n",
                 search.summary().c_str(), search.wall.size(), std::size(requests),
                 double(hitsTotal) / double(search.wall.size()));
     std::printf("bare MATCH:   %s\n", bare.summary().c_str());
-    std::printf("rank-ordered: %s   (the store's statement ordered by the index's own rank)\n",
-                ranked.summary().c_str());
     const auto ratio = [](const std::vector<double> &a, const std::vector<double> &b, double Percentiles::*at) {
         return percentiles(a).*at / std::max(percentiles(b).*at, 1e-6);
     };
