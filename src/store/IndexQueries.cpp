@@ -294,59 +294,79 @@ QList<FileHit> IndexStore::searchFiles(const QString &match, const FileFilter &f
     // exact bm25 while skipping most of the others' work. Equal scores go in
     // rowid order.
     const CompiledFilter compiled = compileFilter(filter);
-    const QString ranked = QStringLiteral("SELECT p.rowid AS passage, bm25_best(passages, ?, 6.0, 1.0) AS score "
-                                          "FROM passages p JOIN files f ON f.id = p.rowid / %1 "
-                                          "WHERE passages MATCH ? AND p.rowid > 0 AND ")
-                               .arg(maxPassagesPerFile)
-        + compiled.clause + QStringLiteral("\nORDER BY score, p.rowid LIMIT ?");
+    const auto statement = [&](const QString &join) {
+        return QStringLiteral("SELECT p.rowid AS passage, bm25_best(passages, ?, 6.0, 1.0) AS score FROM passages p ")
+            + join + QStringLiteral(" WHERE passages MATCH ? AND p.rowid > 0 AND ") + compiled.clause
+            + QStringLiteral("\nORDER BY score, p.rowid LIMIT ?");
+    };
+    const QString joined = statement(QStringLiteral("JOIN files f ON f.id = p.rowid / %1").arg(maxPassagesPerFile));
+    // Without a filter, the join only leaves out passages whose file is
+    // gone, as a file deleted while its text was being stored can leave.
+    // Skipping it saves a lookup a row; when the hits' files show such a
+    // passage among the rows read, the joined statement runs after all.
+    const bool unfiltered = compiled.clause == QLatin1String("1");
 
     return m_db->readTransaction([&] {
-        // One hit a file, from its best row; the file's later rows are
-        // kept in order, as they may lend it a snippet.
-        QList<FileHit> hits;
-        QList<QList<qint64>> passagesOfHit;
-        // A file has many passages, hence an overscan of six rows a hit. Most
-        // requests find their files among far fewer rows, though, and the
-        // fewer rows are kept the more bm25_best skips, so a first pass keeps
-        // two rows a hit; the full overscan runs only when that falls short.
-        // The order is total, so the first pass's rows begin the second's.
-        for (const qint64 rows : {qint64(limit) * 2, qint64(limit) * 6}) {
-            SQLBindings bindings{rows, match};
-            bindings += compiled.bindings;
-            bindings.append(rows);
-            const QList<SQLRow> found = m_db->query(ranked, bindings);
-            hits.clear();
-            passagesOfHit.clear();
-            QHash<qint64, qsizetype> indexByID;
-            for (const SQLRow &row : found) {
-                const qint64 passage = row.integer(QStringLiteral("passage")).value_or(0);
-                const qint64 id = passage / maxPassagesPerFile;
-                const auto known = indexByID.constFind(id);
-                if (known != indexByID.constEnd()) {
-                    passagesOfHit[*known].append(passage);
-                    continue;
-                }
-                FileHit hit;
-                hit.file.id = id;
-                hit.score = -row.real(QStringLiteral("score")).value_or(0);
-                indexByID.insert(id, hits.size());
-                hits.append(hit);
-                passagesOfHit.append(QList<qint64>{passage});
-                if (hits.size() >= limit)
-                    break;
+        RankedFiles ranked = rankFiles(unfiltered ? statement(QString()) : joined, match, compiled.bindings, limit);
+        QHash<qint64, FileRecord> files = records(ranked.fileIDs());
+        if (files.size() < ranked.hits.size()) {
+            ranked = rankFiles(joined, match, compiled.bindings, limit);
+            files = records(ranked.fileIDs());
+        }
+        for (FileHit &hit : ranked.hits)
+            hit.file = files.value(hit.file.id, hit.file);
+        lendSnippets(match, ranked.hits, ranked.passagesOfHit);
+        return ranked.hits;
+    });
+}
+
+QList<qint64> IndexStore::RankedFiles::fileIDs() const
+{
+    QList<qint64> ids;
+    for (const FileHit &hit : hits)
+        ids.append(hit.file.id);
+    return ids;
+}
+
+IndexStore::RankedFiles IndexStore::rankFiles(const QString &sql, const QString &match, const SQLBindings &filterBindings,
+                                              int limit) const
+{
+    // A file has many passages, hence an overscan of six rows a hit. Most
+    // requests find their files among far fewer rows, though, and the fewer
+    // rows are kept the more bm25_best skips, so a first pass keeps two rows
+    // a hit; the full overscan runs only when that falls short. The order is
+    // total, so the first pass's rows begin the second's.
+    RankedFiles ranked;
+    for (const qint64 rows : {qint64(limit) * 2, qint64(limit) * 6}) {
+        SQLBindings bindings{rows, match};
+        bindings += filterBindings;
+        bindings.append(rows);
+        const QList<SQLRow> found = m_db->query(sql, bindings);
+        // One hit a file, from its best row; the file's later rows are kept
+        // in order, as they may lend it a snippet.
+        ranked = {};
+        QHash<qint64, qsizetype> indexByID;
+        for (const SQLRow &row : found) {
+            const qint64 passage = row.integer(QStringLiteral("passage")).value_or(0);
+            const qint64 id = passage / maxPassagesPerFile;
+            const auto known = indexByID.constFind(id);
+            if (known != indexByID.constEnd()) {
+                ranked.passagesOfHit[*known].append(passage);
+                continue;
             }
-            if (hits.size() >= limit || found.size() < rows)
+            FileHit hit;
+            hit.file.id = id;
+            hit.score = -row.real(QStringLiteral("score")).value_or(0);
+            indexByID.insert(id, ranked.hits.size());
+            ranked.hits.append(hit);
+            ranked.passagesOfHit.append(QList<qint64>{passage});
+            if (ranked.hits.size() >= limit)
                 break;
         }
-        QList<qint64> ids;
-        for (const FileHit &hit : std::as_const(hits))
-            ids.append(hit.file.id);
-        const QHash<qint64, FileRecord> files = records(ids);
-        for (FileHit &hit : hits)
-            hit.file = files.value(hit.file.id, hit.file);
-        lendSnippets(match, hits, passagesOfHit);
-        return hits;
-    });
+        if (ranked.hits.size() >= limit || found.size() < rows)
+            break;
+    }
+    return ranked;
 }
 
 void IndexStore::lendSnippets(const QString &match, QList<FileHit> &hits,

@@ -213,6 +213,16 @@ private:
     // The light update of unchanged files: last-used and added dates,
     // source, screenshot flag, seen time and root.
     void lightUpdate(const QList<std::pair<qint64, const FileRecord *>> &rows, const QString &root, double seenAt);
+    // Files ranked by their best passage, each with its passages in rank
+    // order; the records are yet to be read.
+    struct RankedFiles
+    {
+        QList<FileHit> hits;
+        QList<QList<qint64>> passagesOfHit;
+        QList<qint64> fileIDs() const;
+    };
+    // Runs a ranking statement of searchFiles and folds its rows to files.
+    RankedFiles rankFiles(const QString &sql, const QString &match, const SQLBindings &filterBindings, int limit) const;
     // Gives each hit the snippet of the first of its passages, in order,
     // whose snippet for the match marks a word, if any does.
     void lendSnippets(const QString &match, QList<FileHit> &hits, const QList<QList<qint64>> &passagesOfHit) const;

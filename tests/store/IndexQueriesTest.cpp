@@ -304,6 +304,27 @@ TEST_F(IndexQueriesTest, SearchFilesLeavesMeetingsOutAndOrdersEqualScoresByFile)
     EXPECT_EQ(first.at(1).file.id, ids.at(1));
 }
 
+TEST_F(IndexQueriesTest, SearchFilesPassesOverPassagesOfAFileThatIsGone)
+{
+    store->upsert({makeRecord("/r/lease-a.txt", FileKind::document, 1), makeRecord("/r/lease-b.txt", FileKind::document, 1),
+                   makeRecord("/r/notes.txt", FileKind::document, 1)},
+                  "/r", 1);
+    store->setText(*store->record(idOf("/r/notes.txt")), "the lease, the lease");
+    // Passages stored for a file whose row was deleted meanwhile; they match best.
+    store->db().transaction([&] { store->setPassages("file", "999", "lease lease", {"lease lease lease lease"}); });
+
+    FileFilter documents;
+    documents.kinds = {FileKind::document};
+    for (int limit : {1, 2, 10}) {
+        const auto hits = store->searchFiles("lease", FileFilter(), limit);
+        ASSERT_EQ(hits.size(), std::min(limit, 3));
+        for (const FileHit &hit : hits)
+            EXPECT_NE(hit.file.id, 999);
+        // The same with a filter that every file passes.
+        EXPECT_EQ(store->searchFiles("lease", documents, limit), hits);
+    }
+}
+
 TEST_F(IndexQueriesTest, ListCountAndStatistics)
 {
     FileRecord a = makeRecord("/r/b.png", FileKind::image, 300, 10);
