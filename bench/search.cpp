@@ -700,6 +700,10 @@ int main(int argc, char **argv)
     const IndexStore::Counts counts = store->counts();
     std::printf("library: %lld files, %lld passages, %.0f MB on disk (%s)\n", counts.files, counts.passages,
                 double(QFileInfo(path).size()) / 1e6, qPrintable(path));
+    std::printf("text model: Zipf's law (exponent 1) over %d words; request words at ranks %d to %d; "
+                "%.0f%% of the files with text about one of %d topics, holding %.0f%% of their topic words\n",
+                vocabularySize, tiers[0].firstRank, std::end(tiers)[-1].lastRank, topicalFiles * 100, int(topicCount),
+                topicalShare * 100);
 
     // Parse time per request, each parse timed on its own.
     const LocalQueryParser parser(referenceNow);
