@@ -121,6 +121,23 @@ TEST(SQLiteDatabase, AFailedTransactionRollsBackAndRethrows)
     EXPECT_EQ(db.transaction([&] { return db.run(QStringLiteral("INSERT INTO t VALUES(2)")); }), 1);
 }
 
+TEST(SQLiteDatabase, AReadTransactionJoinsAnOpenOneAndEndsWhateverHappens)
+{
+    SQLiteDatabase db(QStringLiteral(":memory:"));
+    db.execute(QStringLiteral("CREATE TABLE t(a)"));
+    // Inside a write transaction it reads that transaction's rows.
+    db.transaction([&] {
+        db.run(QStringLiteral("INSERT INTO t VALUES(1)"));
+        EXPECT_EQ(db.readTransaction([&] { return db.scalar(QStringLiteral("SELECT COUNT(*) FROM t")); }), SQLValue(1));
+        EXPECT_TRUE(db.inTransaction());
+    });
+    EXPECT_EQ(db.readTransaction([&] { return db.scalar(QStringLiteral("SELECT COUNT(*) FROM t")); }), SQLValue(1));
+    EXPECT_FALSE(db.inTransaction());
+    EXPECT_THROW(db.readTransaction([&] { db.query(QStringLiteral("SELECT nothing FROM t")); }), SQLiteError);
+    EXPECT_FALSE(db.inTransaction());
+    EXPECT_EQ(db.transaction([&] { return db.run(QStringLiteral("INSERT INTO t VALUES(2)")); }), 1);
+}
+
 TEST(SQLiteDatabase, ABusyCommitRollsBackAndReachesTheCaller)
 {
     QTemporaryDir dir;
