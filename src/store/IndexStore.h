@@ -214,5 +214,14 @@ private:
     // source, screenshot flag, seen time and root.
     void lightUpdate(const QList<std::pair<qint64, const FileRecord *>> &rows, const QString &root, double seenAt);
 
+    // The stored rows of a batch's paths: from the last unchangedKinds when
+    // it asked for exactly these paths and nothing was written since, else
+    // read now. A scan asks for them just before it upserts the batch.
+    struct StoredRows;
+    StoredRows storedRows(const QList<FileRecord> &records) const;
+
     std::shared_ptr<SQLiteDatabase> m_db;
+    // The last lookup of unchangedKinds; read and written under the
+    // database's lock.
+    mutable std::shared_ptr<const StoredRows> m_lastLookup;
 };

@@ -383,6 +383,12 @@ qint64 SQLiteDatabase::lastInsertRowID()
     return sqlite3_last_insert_rowid(m_handle);
 }
 
+qint64 SQLiteDatabase::totalChanges()
+{
+    std::lock_guard guard(m_lock);
+    return sqlite3_total_changes64(m_handle);
+}
+
 void SQLiteDatabase::rollbackQuietly()
 {
     try {
