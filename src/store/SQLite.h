@@ -48,6 +48,14 @@ public:
     std::optional<QString> textValue() const;
     std::optional<QByteArray> blobValue() const;
 
+    // Calls fn with the payload: qint64, double, QString, QByteArray or
+    // std::monostate for null.
+    template<typename Fn>
+    decltype(auto) visit(Fn &&fn) const
+    {
+        return std::visit(std::forward<Fn>(fn), m_value);
+    }
+
     friend bool operator==(const SQLValue &a, const SQLValue &b);
     friend size_t qHash(const SQLValue &value, size_t seed);
 
