@@ -324,12 +324,25 @@ QString spacedBaseName(const QString &name)
 
 QString IndexStore::title(const FileRecord &record)
 {
-    QStringList pieces{record.name, spacedBaseName(record.name)};
-    const QString parent = QFileInfo(record.path).path();
-    QStringList components = parent.split(u'/', Qt::SkipEmptyParts);
-    const QStringList lastTwo = components.mid(std::max<qsizetype>(0, components.size() - 2));
-    pieces += lastTwo;
-    return pieces.join(u' ');
+    // The name, the name spaced at case and digit changes, and the names of
+    // the last two folders above the file.
+    QString title = record.name + u' ' + spacedBaseName(record.name);
+    const QStringView path(record.path);
+    QStringView folders[2];
+    qsizetype end = path.lastIndexOf(u'/');
+    for (int found = 0; found < 2 && end > 0;) {
+        const qsizetype start = path.lastIndexOf(u'/', end - 1);
+        if (end - start > 1)
+            folders[found++] = path.sliced(start + 1, end - start - 1);
+        end = start;
+    }
+    for (int i = 1; i >= 0; --i) {
+        if (!folders[i].isEmpty()) {
+            title += u' ';
+            title += folders[i];
+        }
+    }
+    return title;
 }
 
 qint64 IndexStore::storedSchemaVersion() const
