@@ -5,6 +5,11 @@
 #include <QThread>
 #include <QThreadPool>
 
+#include <condition_variable>
+#include <exception>
+#include <mutex>
+#include <thread>
+
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -114,6 +119,91 @@ void waitForIdle()
 }
 
 } // namespace Tasks
+
+struct SerialWorker::Private
+{
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::function<void()> job; // the one handed over, not yet taken
+    bool busy = false;         // a job is waiting or running
+    bool stopping = false;
+    std::exception_ptr failure;
+    std::thread thread;
+
+    void run(int nice, int ioPriority)
+    {
+        const auto tid = static_cast<id_t>(::syscall(SYS_gettid));
+        ::setpriority(PRIO_PROCESS, tid, nice);
+        if (ioPriority >= 0)
+            ::syscall(SYS_ioprio_set, Tasks::ioprioWhoProcess, static_cast<int>(tid), ioPriority);
+        std::unique_lock lock(mutex);
+        for (;;) {
+            changed.wait(lock, [this] { return job || stopping; });
+            if (!job)
+                return;
+            const std::function<void()> current = std::move(job);
+            job = nullptr;
+            lock.unlock();
+            std::exception_ptr thrown;
+            try {
+                current();
+            } catch (...) {
+                thrown = std::current_exception();
+            }
+            lock.lock();
+            if (thrown && !failure)
+                failure = thrown;
+            busy = false;
+            changed.notify_all();
+        }
+    }
+
+    // Waits until no job is waiting or running, then rethrows a failure.
+    void waitIdle(std::unique_lock<std::mutex> &lock)
+    {
+        changed.wait(lock, [this] { return !busy; });
+        if (failure)
+            std::rethrow_exception(std::exchange(failure, nullptr));
+    }
+};
+
+SerialWorker::SerialWorker()
+    : d(std::make_unique<Private>())
+{
+    const auto tid = static_cast<id_t>(::syscall(SYS_gettid));
+    errno = 0;
+    int nice = ::getpriority(PRIO_PROCESS, tid);
+    if (nice == -1 && errno != 0)
+        nice = 0;
+    const auto ioPriority = static_cast<int>(::syscall(SYS_ioprio_get, Tasks::ioprioWhoProcess, static_cast<int>(tid)));
+    d->thread = std::thread([this, nice, ioPriority] { d->run(nice, ioPriority); });
+}
+
+SerialWorker::~SerialWorker()
+{
+    {
+        std::unique_lock lock(d->mutex);
+        d->changed.wait(lock, [this] { return !d->busy; });
+        d->stopping = true;
+    }
+    d->changed.notify_all();
+    d->thread.join();
+}
+
+void SerialWorker::post(std::function<void()> job)
+{
+    std::unique_lock lock(d->mutex);
+    d->waitIdle(lock);
+    d->job = std::move(job);
+    d->busy = true;
+    d->changed.notify_all();
+}
+
+void SerialWorker::finish()
+{
+    std::unique_lock lock(d->mutex);
+    d->waitIdle(lock);
+}
 
 Debouncer::Debouncer(int intervalMs, QObject *parent)
     : QObject(parent)

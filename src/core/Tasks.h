@@ -64,6 +64,31 @@ void lowerCurrentThreadPriority();
 
 } // namespace Tasks
 
+// A thread of its own that runs the jobs handed to it one at a time, in
+// order, at the CPU and I/O priority of the thread that made it: a producer
+// prepares the next piece of work while the last is being written. One job
+// runs and none waits, so handing over the next waits for the last to end.
+// A job that throws ends the line: later jobs are dropped, and the exception
+// comes back from the next hand-over or from finish().
+class SerialWorker
+{
+public:
+    SerialWorker();
+    // Waits for the running job; a failure nobody collected is dropped.
+    ~SerialWorker();
+
+    SerialWorker(const SerialWorker &) = delete;
+    SerialWorker &operator=(const SerialWorker &) = delete;
+
+    void post(std::function<void()> job);
+    // Waits until the last job has ended.
+    void finish();
+
+private:
+    struct Private;
+    std::unique_ptr<Private> d;
+};
+
 // Cancel-and-replace delay owned by a model: each call restarts the wait and
 // cancels the token handed to the previous call's work, so only the last of a
 // burst of calls runs, and work it started in the background can tell that it

@@ -4,13 +4,16 @@
 #include "indexing/DownloadSources.h"
 #include "indexing/FileKinds.h"
 #include "platform/FileTraces.h"
+#include "platform/MagicScreen.h"
 #include "platform/MediaFacts.h"
+#include "platform/QuietOpen.h"
 #include "store/IndexStore.h"
 
 #include <QDir>
 #include <QFile>
 #include <QMimeDatabase>
 #include <QRegularExpression>
+#include <QStandardPaths>
 #include <QStringDecoder>
 #include <QXmlStreamReader>
 
@@ -117,7 +120,9 @@ std::optional<QString> bundleIdentifier(const QString &appFolder)
 }
 
 // The name patterns of shared-mime-info that don't begin with "*" and so
-// look at a whole name ("Makefile.*", "README*", "CMakeLists.txt").
+// look at a whole name ("Makefile.*", "README*", "CMakeLists.txt"), read
+// from the databases' globs2 files ("weight:type:pattern[:flags]"), which
+// is much quicker than asking every type for its patterns.
 class WholeNamePatterns
 {
 public:
@@ -151,10 +156,19 @@ private:
     WholeNamePatterns()
     {
         QSet<QString> prefixes;
-        for (const QMimeType &type : QMimeDatabase().allMimeTypes()) {
-            for (const QString &pattern : type.globPatterns()) {
-                if (pattern.startsWith(u'*'))
+        const QStringList files = QStandardPaths::locateAll(QStandardPaths::GenericDataLocation, QStringLiteral("mime/globs2"));
+        for (const QString &path : files) {
+            QFile file(path);
+            if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+                continue;
+            while (!file.atEnd()) {
+                const QByteArray line = file.readLine().trimmed();
+                if (line.isEmpty() || line.startsWith('#'))
                     continue;
+                const QList<QByteArray> fields = line.split(':');
+                if (fields.size() < 3 || fields.at(2).startsWith('*'))
+                    continue;
+                const QString pattern = QString::fromUtf8(fields.at(2));
                 const qsizetype wildcard = pattern.indexOf(QRegularExpression(QStringLiteral("[*?\\[]")));
                 const QString literal = wildcard < 0 ? pattern : pattern.left(wildcard);
                 if (literal.isEmpty()) {
@@ -182,7 +196,8 @@ struct FileScanner::Private
     struct NamedType
     {
         QMimeType type;
-        bool decided = true; // false: the content has the last word
+        enum class Match { one, none, several };
+        Match match = Match::one; // one: the name decides; else the content has the last word
     };
 
     // What a record of the current batch still needs once the library has
@@ -190,7 +205,7 @@ struct FileScanner::Private
     struct Pending
     {
         double accessed = 0; // the last launch, for applications
-        bool typeDecided = true;
+        NamedType::Match nameMatch = NamedType::Match::one;
     };
 
     const IndexStore *store = nullptr;
@@ -205,6 +220,9 @@ struct FileScanner::Private
     // look at. Names that a pattern of a whole name could match
     // ("Makefile.am", "README.md") are never remembered.
     QHash<QString, NamedType> typeBySuffix;
+    // Types of content that no content rule matches, by the sort of data
+    // and the remembered suffix of names with several candidates.
+    QHash<QString, QMimeType> typeOfPlainContent;
     QList<Pending> pending; // parallel to the batch
     qint64 skippedNames = 0;
 
@@ -229,11 +247,9 @@ struct FileScanner::Private
     // files whose facts are read in full.
     NamedType typeByName(const QString &name)
     {
-        const qsizetype dot = name.indexOf(u'.');
-        const bool rememberable = dot > 0 && !WholeNamePatterns::instance().mayMatch(name);
-        const QString suffix = rememberable ? name.mid(dot + 1) : QString();
-        if (rememberable) {
-            const auto known = typeBySuffix.constFind(suffix);
+        const std::optional<QString> suffix = rememberedSuffix(name);
+        if (suffix) {
+            const auto known = typeBySuffix.constFind(*suffix);
             if (known != typeBySuffix.constEnd())
                 return *known;
         }
@@ -243,11 +259,21 @@ struct FileScanner::Private
             result.type = byName.first();
         } else {
             result.type = mimeDatabase.mimeTypeForFile(name, QMimeDatabase::MatchExtension);
-            result.decided = false;
+            result.match = byName.isEmpty() ? NamedType::Match::none : NamedType::Match::several;
         }
-        if (rememberable && typeBySuffix.size() < 4096)
-            typeBySuffix.insert(suffix, result);
+        if (suffix && typeBySuffix.size() < 4096)
+            typeBySuffix.insert(*suffix, result);
         return result;
+    }
+
+    // The part of the name that its type by name depends on, when that is
+    // less than the whole name.
+    static std::optional<QString> rememberedSuffix(const QString &name)
+    {
+        const qsizetype dot = name.indexOf(u'.');
+        if (dot <= 0 || WholeNamePatterns::instance().mayMatch(name))
+            return std::nullopt;
+        return name.mid(dot + 1);
     }
 
     QString agent(const QString &path) const
@@ -275,10 +301,13 @@ struct FileScanner::Private
         return id;
     }
 
+    QMimeType typeByContent(const FileRecord &record, NamedType::Match nameMatch);
     std::optional<FileRecord> build(const QString &path, const QString &name, const Stat &stat, Pending &state);
     void applyKind(FileRecord &record, FileKind kind, const Pending &state) const;
     void readContentFacts(FileRecord &record) const;
-    void completeAndFlush(QList<FileRecord> &batch, const Flush &flush, const CancellationToken &token);
+    // Completes the batch's records and hands them to deliver; empties the batch.
+    void complete(QList<FileRecord> &batch, const std::function<void(QList<FileRecord> &&)> &deliver,
+                  const CancellationToken &token);
 };
 
 std::optional<FileRecord> FileScanner::Private::build(const QString &path, const QString &name, const Stat &stat,
@@ -303,7 +332,7 @@ std::optional<FileRecord> FileScanner::Private::build(const QString &path, const
         if (named.type.isValid())
             r.uti = named.type.name();
         kind = FileKinds::kind(named.type);
-        state.typeDecided = named.decided;
+        state.nameMatch = named.match;
     }
     state.accessed = stat.accessed();
     r.size = qint64(stat.st.stx_size);
@@ -352,6 +381,41 @@ void FileScanner::Private::applyKind(FileRecord &r, FileKind kind, const Pending
         r.bundleID = r.name;
 }
 
+// The type for a name that doesn't decide it, as the database's default
+// matching gives it: the content settles between the name's candidates, or
+// alone when the name has none. The file is read quietly, once.
+QMimeType FileScanner::Private::typeByContent(const FileRecord &record, NamedType::Match nameMatch)
+{
+    QFile file;
+    if (!openQuietly(file, record.path))
+        return mimeDatabase.mimeTypeForFile(record.name, QMimeDatabase::MatchExtension);
+    const QByteArray head = file.read(16384);
+    const bool candidates = nameMatch == NamedType::Match::several;
+    const auto fullMatch = [&](const QByteArray &data) {
+        return candidates ? mimeDatabase.mimeTypeForFileNameAndData(record.name, data)
+                          : mimeDatabase.mimeTypeForData(data);
+    };
+    // Content that no rule matches can only be told as empty, text or
+    // binary, and the answer follows from that and the name's candidates:
+    // a one-byte stand-in of the same sort gets it, and it is remembered.
+    static const QByteArray text("a"), binary("\x01", 1);
+    const MagicScreen &screen = MagicScreen::instance();
+    static const bool standInsPass = !screen.mayMatch(text) && !screen.mayMatch(binary);
+    if (!standInsPass || screen.mayMatch(head))
+        return fullMatch(head);
+    const QByteArray &standIn = head.isEmpty() ? head : MagicScreen::looksLikeText(head) ? text : binary;
+    const std::optional<QString> suffix = candidates ? rememberedSuffix(record.name) : QString();
+    if (!suffix)
+        return fullMatch(standIn);
+    const QString key = QString::number(standIn.size()) + QString::fromLatin1(standIn) + u'/' + *suffix;
+    if (const auto known = typeOfPlainContent.constFind(key); known != typeOfPlainContent.constEnd())
+        return *known;
+    const QMimeType type = fullMatch(standIn);
+    if (typeOfPlainContent.size() < 4096)
+        typeOfPlainContent.insert(key, type);
+    return type;
+}
+
 void FileScanner::Private::readContentFacts(FileRecord &r) const
 {
     switch (r.kind) {
@@ -389,8 +453,9 @@ void FileScanner::Private::readContentFacts(FileRecord &r) const
     }
 }
 
-void FileScanner::Private::completeAndFlush(QList<FileRecord> &batch, const Flush &flush,
-                                            const CancellationToken &token)
+void FileScanner::Private::complete(QList<FileRecord> &batch,
+                                    const std::function<void(QList<FileRecord> &&)> &deliver,
+                                    const CancellationToken &token)
 {
     if (batch.isEmpty())
         return;
@@ -411,8 +476,8 @@ void FileScanner::Private::completeAndFlush(QList<FileRecord> &batch, const Flus
             // the next walk instead.
             if (token.isCancelled())
                 continue;
-            if (!state.typeDecided) {
-                const QMimeType type = mimeDatabase.mimeTypeForFile(record.path, QMimeDatabase::MatchDefault);
+            if (state.nameMatch != NamedType::Match::one) {
+                const QMimeType type = typeByContent(record, state.nameMatch);
                 record.uti = type.isValid() ? std::optional<QString>(type.name()) : std::nullopt;
                 applyKind(record, FileKinds::kind(type), state);
             }
@@ -423,7 +488,7 @@ void FileScanner::Private::completeAndFlush(QList<FileRecord> &batch, const Flus
     batch.clear();
     pending.clear();
     if (!ready.isEmpty())
-        flush(ready);
+        deliver(std::move(ready));
 }
 
 FileScanner::FileScanner(const IndexStore *store)
@@ -472,6 +537,12 @@ qint64 FileScanner::walk(const QString &root, int batchSize, const Flush &flush,
         return frame;
     };
 
+    // The library writes a batch while the walk reads the next one.
+    SerialWorker writer;
+    const auto handOver = [&](QList<FileRecord> &&ready) {
+        writer.post([&flush, ready = std::move(ready)] { flush(ready); });
+    };
+
     QList<Frame> stack{listFolder(rootPath)};
     QList<FileRecord> batch;
     batch.reserve(batchSize);
@@ -511,9 +582,10 @@ qint64 FileScanner::walk(const QString &root, int batchSize, const Flush &flush,
         d->pending.append(state);
         ++count;
         if (batch.size() >= batchSize)
-            d->completeAndFlush(batch, flush, token);
+            d->complete(batch, handOver, token);
     }
-    d->completeAndFlush(batch, flush, token);
+    d->complete(batch, handOver, token);
+    writer.finish();
     return count;
 }
 
@@ -534,7 +606,6 @@ std::optional<FileRecord> FileScanner::record(const QString &path)
     std::optional<FileRecord> result;
     QList<FileRecord> batch{*record};
     d->pending = {state};
-    d->completeAndFlush(batch, [&](const QList<FileRecord> &ready) { result = ready.first(); },
-                        CancellationToken::none());
+    d->complete(batch, [&](QList<FileRecord> &&ready) { result = ready.first(); }, CancellationToken::none());
     return result;
 }

@@ -34,7 +34,9 @@ public:
     // Walks root depth first, handing records to flush in batches of
     // batchSize and the rest at the end, also after cancellation, which is
     // checked before every entry. An error thrown by flush ends the walk and
-    // propagates. Returns the number of records produced.
+    // propagates. Flush runs on a thread of the walk's own, one batch at a
+    // time and in order, while the walk gathers the next batch; every call
+    // has ended when walk returns. Returns the number of records produced.
     qint64 walk(const QString &root, int batchSize, const Flush &flush,
                 const CancellationToken &token = CancellationToken::none());
 

@@ -135,30 +135,45 @@ SQLBindings contentBindings(const FileRecord &r)
 
 } // namespace
 
+struct IndexStore::StoredRows
+{
+    QStringList paths; // the batch's paths, in order
+    qint64 changesAtLookup = 0;
+    QHash<QString, StoredFile> byPath;
+};
+
 // The stored rows of the records' paths, looked up in slices of 500, well
 // within SQLite's limit on parameters.
-static QHash<QString, StoredFile> storedFiles(SQLiteDatabase &db, const QList<FileRecord> &records)
+IndexStore::StoredRows IndexStore::storedRows(const QList<FileRecord> &records) const
 {
-    QHash<QString, StoredFile> stored;
+    std::lock_guard guard(m_db->lock());
+    StoredRows result;
+    result.paths.reserve(records.size());
+    for (const FileRecord &r : records)
+        result.paths.append(r.path);
+    result.changesAtLookup = m_db->totalChanges();
+    if (m_lastLookup && m_lastLookup->changesAtLookup == result.changesAtLookup && m_lastLookup->paths == result.paths) {
+        result.byPath = m_lastLookup->byPath;
+        return result;
+    }
     constexpr qsizetype slice = 500;
-    for (qsizetype from = 0; from < records.size(); from += slice) {
+    for (qsizetype from = 0; from < result.paths.size(); from += slice) {
+        const QStringList paths = result.paths.mid(from, slice);
         SQLBindings bindings;
-        QStringList marks;
-        for (const FileRecord &r : records.mid(from, slice)) {
-            bindings.append(r.path);
-            marks.append(QStringLiteral("?"));
-        }
-        const auto rows = db.query(
-            QStringLiteral("SELECT id, path, size, modified, kind FROM files WHERE path IN (") + marks.join(u',') + u')',
-            bindings);
+        bindings.reserve(paths.size());
+        for (const QString &path : paths)
+            bindings.append(path);
+        const QString marks = QStringLiteral("?,").repeated(paths.size()).chopped(1);
+        const auto rows = m_db->query(
+            QStringLiteral("SELECT id, path, size, modified, kind FROM files WHERE path IN (") + marks + u')', bindings);
         // Read by position: this runs for every file of every scan.
         for (const SQLRow &row : rows) {
-            stored.insert(row.string(1).value_or(QString()),
-                          {row.integer(0), row.integer(2), row.date(3).value_or(-1.0),
-                           fileKindFromRawValue(row.string(4).value_or(QString()))});
+            result.byPath.insert(row.string(1).value_or(QString()),
+                                 {row.integer(0), row.integer(2), row.date(3).value_or(-1.0),
+                                  fileKindFromRawValue(row.string(4).value_or(QString()))});
         }
     }
-    return stored;
+    return result;
 }
 
 void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, double seenAt)
@@ -169,7 +184,8 @@ void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, d
         // One lookup for the batch instead of one a record; the map follows
         // the batch's own writes, so a path that comes twice sees its first
         // row.
-        QHash<QString, StoredFile> stored = storedFiles(*m_db, records);
+        QHash<QString, StoredFile> stored = storedRows(records).byPath;
+        m_lastLookup.reset();
         // Light updates are gathered and written together, in order before
         // any other write of the batch.
         QList<std::pair<qint64, const FileRecord *>> light;
@@ -278,13 +294,15 @@ void IndexStore::lightUpdate(const QList<std::pair<qint64, const FileRecord *>> 
 
 QHash<QString, FileKind> IndexStore::unchangedKinds(const QList<FileRecord> &records) const
 {
+    std::lock_guard guard(m_db->lock());
+    auto lookup = std::make_shared<StoredRows>(storedRows(records));
     QHash<QString, FileKind> unchanged;
-    const QHash<QString, StoredFile> stored = storedFiles(*m_db, records);
     for (const FileRecord &r : records) {
-        const auto row = stored.constFind(r.path);
-        if (row != stored.constEnd() && row->id && isUnchanged(*row, r))
+        const auto row = lookup->byPath.constFind(r.path);
+        if (row != lookup->byPath.constEnd() && row->id && isUnchanged(*row, r))
             unchanged.insert(r.path, row->kind);
     }
+    m_lastLookup = std::move(lookup);
     return unchanged;
 }
 
@@ -314,12 +332,25 @@ QString spacedBaseName(const QString &name)
 
 QString IndexStore::title(const FileRecord &record)
 {
-    QStringList pieces{record.name, spacedBaseName(record.name)};
-    const QString parent = QFileInfo(record.path).path();
-    QStringList components = parent.split(u'/', Qt::SkipEmptyParts);
-    const QStringList lastTwo = components.mid(std::max<qsizetype>(0, components.size() - 2));
-    pieces += lastTwo;
-    return pieces.join(u' ');
+    // The name, the name spaced at case and digit changes, and the names of
+    // the last two folders above the file.
+    QString title = record.name + u' ' + spacedBaseName(record.name);
+    const QStringView path(record.path);
+    QStringView folders[2];
+    qsizetype end = path.lastIndexOf(u'/');
+    for (int found = 0; found < 2 && end > 0;) {
+        const qsizetype start = path.lastIndexOf(u'/', end - 1);
+        if (end - start > 1)
+            folders[found++] = path.sliced(start + 1, end - start - 1);
+        end = start;
+    }
+    for (int i = 1; i >= 0; --i) {
+        if (!folders[i].isEmpty()) {
+            title += u' ';
+            title += folders[i];
+        }
+    }
+    return title;
 }
 
 qint64 IndexStore::storedSchemaVersion() const

@@ -232,5 +232,14 @@ private:
     // The snippets of passages of files for the match, by rowid.
     QHash<qint64, QString> snippetsOf(const QString &match, const QList<qint64> &passages) const;
 
+    // The stored rows of a batch's paths: from the last unchangedKinds when
+    // it asked for exactly these paths and nothing was written since, else
+    // read now. A scan asks for them just before it upserts the batch.
+    struct StoredRows;
+    StoredRows storedRows(const QList<FileRecord> &records) const;
+
     std::shared_ptr<SQLiteDatabase> m_db;
+    // The last lookup of unchangedKinds; read and written under the
+    // database's lock.
+    mutable std::shared_ptr<const StoredRows> m_lastLookup;
 };

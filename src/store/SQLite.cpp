@@ -1,6 +1,7 @@
 #include "store/SQLite.h"
 
 #include <QLocale>
+#include <QStringEncoder>
 
 #include <sqlite3.h>
 
@@ -165,28 +166,37 @@ QString SQLiteError::description() const
 
 namespace {
 
+template<typename... Fns>
+struct Overloaded : Fns...
+{
+    using Fns::operator()...;
+};
+template<typename... Fns>
+Overloaded(Fns...) -> Overloaded<Fns...>;
+
 int bindValue(sqlite3_stmt *stmt, int index, const SQLValue &value)
 {
-    switch (value.type()) {
-    case SQLValue::Type::Int:
-        return sqlite3_bind_int64(stmt, index, *value.intValue());
-    case SQLValue::Type::Double:
-        return sqlite3_bind_double(stmt, index, *value.doubleValue());
-    case SQLValue::Type::Text: {
-        const QByteArray utf8 = value.textValue()->toUtf8();
-        return sqlite3_bind_text(stmt, index, utf8.constData(), -1, SQLITE_TRANSIENT);
-    }
-    case SQLValue::Type::Blob: {
-        const QByteArray bytes = *value.blobValue();
-        // A zero-length blob still binds as a blob, never as null.
-        static const char emptyBlob = 0;
-        return sqlite3_bind_blob(stmt, index, bytes.isEmpty() ? &emptyBlob : bytes.constData(),
-                                 int(bytes.size()), SQLITE_TRANSIENT);
-    }
-    case SQLValue::Type::Null:
-        break;
-    }
-    return sqlite3_bind_null(stmt, index);
+    return value.visit(Overloaded{
+        [&](qint64 v) { return sqlite3_bind_int64(stmt, index, v); },
+        [&](double v) { return sqlite3_bind_double(stmt, index, v); },
+        [&](const QString &v) {
+            // Encoded straight into memory that SQLite takes over: binding
+            // is on the path of every file of every scan.
+            QStringEncoder encoder(QStringEncoder::Utf8);
+            auto *text = static_cast<char *>(sqlite3_malloc64(sqlite3_uint64(encoder.requiredSpace(v.size())) + 1));
+            if (!text)
+                return SQLITE_NOMEM;
+            const char *end = encoder.appendToBuffer(text, v);
+            return sqlite3_bind_text64(stmt, index, text, sqlite3_uint64(end - text), sqlite3_free, SQLITE_UTF8);
+        },
+        [&](const QByteArray &v) {
+            // A zero-length blob still binds as a blob, never as null.
+            static const char emptyBlob = 0;
+            return sqlite3_bind_blob(stmt, index, v.isEmpty() ? &emptyBlob : v.constData(), int(v.size()),
+                                     SQLITE_TRANSIENT);
+        },
+        [&](std::monostate) { return sqlite3_bind_null(stmt, index); },
+    });
 }
 
 SQLValue columnValue(sqlite3_stmt *stmt, int index)
@@ -392,6 +402,12 @@ bool SQLiteDatabase::inTransaction()
 {
     std::lock_guard guard(m_lock);
     return sqlite3_get_autocommit(m_handle) == 0;
+}
+
+qint64 SQLiteDatabase::totalChanges()
+{
+    std::lock_guard guard(m_lock);
+    return sqlite3_total_changes64(m_handle);
 }
 
 void SQLiteDatabase::rollbackQuietly()

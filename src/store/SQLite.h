@@ -48,6 +48,14 @@ public:
     std::optional<QString> textValue() const;
     std::optional<QByteArray> blobValue() const;
 
+    // Calls fn with the payload: qint64, double, QString, QByteArray or
+    // std::monostate for null.
+    template<typename Fn>
+    decltype(auto) visit(Fn &&fn) const
+    {
+        return std::visit(std::forward<Fn>(fn), m_value);
+    }
+
     friend bool operator==(const SQLValue &a, const SQLValue &b);
     friend size_t qHash(const SQLValue &value, size_t seed);
 
@@ -135,6 +143,10 @@ public:
     SQLValue scalar(const QString &sql, const SQLBindings &bindings = {});
     // Only meaningful while the caller holds lock() across its insert.
     qint64 lastInsertRowID();
+    // Rows inserted, updated or deleted through this connection since it
+    // opened, by any thread: two readings taken under lock() that agree
+    // mean that nothing was written in between.
+    qint64 totalChanges();
 
     std::recursive_mutex &lock() { return m_lock; }
     // The connection itself, for registering functions on it; use it only

@@ -91,6 +91,48 @@ TEST(Tasks, UtilityThreadsRunAtLowCpuAndIdleIoPriority)
     EXPECT_EQ(ioPriority.load() >> 13, 3) << "idle I/O class";
 }
 
+// A scan's writer: jobs in order on a thread of its own, one at a time, at
+// the priority of the thread that made it; a failure ends the line.
+TEST(SerialWorker, RunsJobsInOrderBesideItsMakerAndStopsAtAFailure)
+{
+    std::atomic_int nice = -100;
+    std::atomic_long ioPriority = -1;
+    QList<int> done;
+    std::atomic_bool running = false;
+    std::atomic_bool overlapped = false;
+    int jobsAfterFailure = 0;
+    Tasks::run(Tasks::Priority::Utility, [&](const CancellationToken &) {
+        SerialWorker worker;
+        for (int i = 0; i < 5; ++i) {
+            worker.post([&, i] {
+                overlapped = overlapped || running.exchange(true);
+                QThread::msleep(5);
+                done.append(i);
+                const auto tid = static_cast<id_t>(::syscall(SYS_gettid));
+                nice = ::getpriority(PRIO_PROCESS, tid);
+                ioPriority = ::syscall(SYS_ioprio_get, 1, static_cast<int>(tid));
+                running = false;
+            });
+        }
+        worker.finish();
+        worker.post([] { throw std::runtime_error("disk full"); });
+        try {
+            worker.post([&] { ++jobsAfterFailure; });
+            worker.finish();
+        } catch (const std::runtime_error &) {
+            done.append(-1);
+        }
+        worker.post([&] { ++jobsAfterFailure; }); // the line goes on once the failure is collected
+        worker.finish();
+    });
+    Tasks::waitForIdle();
+    EXPECT_EQ(done, (QList<int>{0, 1, 2, 3, 4, -1}));
+    EXPECT_FALSE(overlapped.load());
+    EXPECT_EQ(jobsAfterFailure, 1);
+    EXPECT_GE(nice.load(), 10);
+    EXPECT_EQ(ioPriority.load() >> 13, 3) << "idle I/O class, as its maker";
+}
+
 TEST(Debouncer, TenCallsInABurstRunOnceWithTheLastWork)
 {
     Debouncer debouncer(30);

@@ -112,6 +112,25 @@ TEST_F(IndexQueriesTest, UnchangedFilesFollowTheUpsertRule)
     EXPECT_EQ(unchanged, (QHash<QString, FileKind>{{"/r/same", FileKind::other}}));
 }
 
+
+// A scan looks a batch up, reads content, then upserts it; the upsert reuses
+// that lookup only while nothing has been written in between.
+TEST_F(IndexQueriesTest, UpsertAfterALookupSeesWritesMadeInBetween)
+{
+    const QList<FileRecord> batch{makeRecord("/r/kept", FileKind::other, 10, 50),
+                                  makeRecord("/r/gone", FileKind::other, 10, 50)};
+    store->upsert(batch, "/r", 1);
+    ASSERT_EQ(store->unchangedKinds(batch).size(), 2);
+    store->deletePaths({"/r/gone"});
+    store->upsert(batch, "/r", 2);
+    EXPECT_EQ(fileRows(), 2);
+    EXPECT_EQ(passageRows(idOf("/r/gone")), 1);
+
+    ASSERT_EQ(store->unchangedKinds(batch).size(), 2);
+    store->upsert(batch, "/r", 3); // nothing in between: the lookup serves
+    store->reconcile("/r", 3);
+    EXPECT_EQ(fileRows(), 2);
+}
 TEST_F(IndexQueriesTest, APathTwiceInOneBatchSeesItsFirstRow)
 {
     store->upsert({makeRecord("/r/twice.txt", FileKind::document, 1), makeRecord("/r/twice.txt", FileKind::document, 2),
