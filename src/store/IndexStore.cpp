@@ -8,11 +8,20 @@
 #include <QFileInfo>
 
 #include <cmath>
+#include <mutex>
 #include <filesystem>
 #include <system_error>
 
+struct IndexStore::Reader
+{
+    std::mutex lock;
+    bool tried = false;
+    std::unique_ptr<SQLiteDatabase> database;
+};
+
 IndexStore::IndexStore(std::shared_ptr<SQLiteDatabase> database)
     : m_db(std::move(database))
+    , m_reader(std::make_shared<Reader>())
 {
     FullTextRank::install(*m_db);
 }
@@ -135,45 +144,46 @@ SQLBindings contentBindings(const FileRecord &r)
 
 } // namespace
 
-struct IndexStore::StoredRows
-{
-    QStringList paths; // the batch's paths, in order
-    qint64 changesAtLookup = 0;
-    QHash<QString, StoredFile> byPath;
-};
-
 // The stored rows of the records' paths, looked up in slices of 500, well
 // within SQLite's limit on parameters.
-IndexStore::StoredRows IndexStore::storedRows(const QList<FileRecord> &records) const
+static QHash<QString, StoredFile> storedFiles(SQLiteDatabase &db, const QList<FileRecord> &records)
 {
-    std::lock_guard guard(m_db->lock());
-    StoredRows result;
-    result.paths.reserve(records.size());
-    for (const FileRecord &r : records)
-        result.paths.append(r.path);
-    result.changesAtLookup = m_db->totalChanges();
-    if (m_lastLookup && m_lastLookup->changesAtLookup == result.changesAtLookup && m_lastLookup->paths == result.paths) {
-        result.byPath = m_lastLookup->byPath;
-        return result;
-    }
+    QHash<QString, StoredFile> stored;
     constexpr qsizetype slice = 500;
-    for (qsizetype from = 0; from < result.paths.size(); from += slice) {
-        const QStringList paths = result.paths.mid(from, slice);
+    for (qsizetype from = 0; from < records.size(); from += slice) {
+        const qsizetype count = std::min(slice, records.size() - from);
         SQLBindings bindings;
-        bindings.reserve(paths.size());
-        for (const QString &path : paths)
-            bindings.append(path);
-        const QString marks = QStringLiteral("?,").repeated(paths.size()).chopped(1);
-        const auto rows = m_db->query(
+        bindings.reserve(count);
+        for (qsizetype i = from; i < from + count; ++i)
+            bindings.append(records.at(i).path);
+        const QString marks = QStringLiteral("?,").repeated(count).chopped(1);
+        const auto rows = db.query(
             QStringLiteral("SELECT id, path, size, modified, kind FROM files WHERE path IN (") + marks + u')', bindings);
         // Read by position: this runs for every file of every scan.
         for (const SQLRow &row : rows) {
-            result.byPath.insert(row.string(1).value_or(QString()),
-                                 {row.integer(0), row.integer(2), row.date(3).value_or(-1.0),
-                                  fileKindFromRawValue(row.string(4).value_or(QString()))});
+            stored.insert(row.string(1).value_or(QString()),
+                          {row.integer(0), row.integer(2), row.date(3).value_or(-1.0),
+                           fileKindFromRawValue(row.string(4).value_or(QString()))});
         }
     }
-    return result;
+    return stored;
+}
+
+SQLiteDatabase &IndexStore::reader() const
+{
+    std::lock_guard guard(m_reader->lock);
+    if (!m_reader->tried) {
+        m_reader->tried = true;
+        const QString path = m_db->path();
+        if (!path.isEmpty() && path != QLatin1String(":memory:")) {
+            try {
+                m_reader->database = std::make_unique<SQLiteDatabase>(path);
+            } catch (const DescribedError &) {
+                m_reader->database.reset();
+            }
+        }
+    }
+    return m_reader->database ? *m_reader->database : *m_db;
 }
 
 void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, double seenAt)
@@ -184,8 +194,7 @@ void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, d
         // One lookup for the batch instead of one a record; the map follows
         // the batch's own writes, so a path that comes twice sees its first
         // row.
-        QHash<QString, StoredFile> stored = storedRows(records).byPath;
-        m_lastLookup.reset();
+        QHash<QString, StoredFile> stored = storedFiles(*m_db, records);
         // Light updates are gathered and written together, in order before
         // any other write of the batch.
         QList<std::pair<qint64, const FileRecord *>> light;
@@ -294,15 +303,16 @@ void IndexStore::lightUpdate(const QList<std::pair<qint64, const FileRecord *>> 
 
 QHash<QString, FileKind> IndexStore::unchangedKinds(const QList<FileRecord> &records) const
 {
-    std::lock_guard guard(m_db->lock());
-    auto lookup = std::make_shared<StoredRows>(storedRows(records));
+    // Only what is committed is seen, which is all a scan needs: it asks
+    // about the paths of the batch it has just read, and the upsert looks
+    // them up again in its own transaction.
+    const QHash<QString, StoredFile> stored = storedFiles(reader(), records);
     QHash<QString, FileKind> unchanged;
     for (const FileRecord &r : records) {
-        const auto row = lookup->byPath.constFind(r.path);
-        if (row != lookup->byPath.constEnd() && row->id && isUnchanged(*row, r))
+        const auto row = stored.constFind(r.path);
+        if (row != stored.constEnd() && row->id && isUnchanged(*row, r))
             unchanged.insert(r.path, row->kind);
     }
-    m_lastLookup = std::move(lookup);
     return unchanged;
 }
 

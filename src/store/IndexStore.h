@@ -232,14 +232,13 @@ private:
     // The snippets of passages of files for the match, by rowid.
     QHash<qint64, QString> snippetsOf(const QString &match, const QList<qint64> &passages) const;
 
-    // The stored rows of a batch's paths: from the last unchangedKinds when
-    // it asked for exactly these paths and nothing was written since, else
-    // read now. A scan asks for them just before it upserts the batch.
-    struct StoredRows;
-    StoredRows storedRows(const QList<FileRecord> &records) const;
+    // A second connection to the library's file, for the scanner's reads
+    // of what it holds: they needn't wait for the batch being written. The
+    // main connection when the library is in memory or the file can't be
+    // opened again.
+    SQLiteDatabase &reader() const;
 
     std::shared_ptr<SQLiteDatabase> m_db;
-    // The last lookup of unchangedKinds; read and written under the
-    // database's lock.
-    mutable std::shared_ptr<const StoredRows> m_lastLookup;
+    struct Reader;
+    std::shared_ptr<Reader> m_reader; // shared by copies, like m_db
 };

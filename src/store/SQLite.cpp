@@ -404,12 +404,6 @@ bool SQLiteDatabase::inTransaction()
     return sqlite3_get_autocommit(m_handle) == 0;
 }
 
-qint64 SQLiteDatabase::totalChanges()
-{
-    std::lock_guard guard(m_lock);
-    return sqlite3_total_changes64(m_handle);
-}
-
 void SQLiteDatabase::rollbackQuietly()
 {
     try {

@@ -143,10 +143,6 @@ public:
     SQLValue scalar(const QString &sql, const SQLBindings &bindings = {});
     // Only meaningful while the caller holds lock() across its insert.
     qint64 lastInsertRowID();
-    // Rows inserted, updated or deleted through this connection since it
-    // opened, by any thread: two readings taken under lock() that agree
-    // mean that nothing was written in between.
-    qint64 totalChanges();
 
     std::recursive_mutex &lock() { return m_lock; }
     // The connection itself, for registering functions on it; use it only
