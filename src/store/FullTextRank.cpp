@@ -1,13 +1,10 @@
 #include "store/FullTextRank.h"
 
-#include "store/SQLite.h"
-
 #include <sqlite3.h>
 
 #include <algorithm>
 #include <cmath>
 #include <mutex>
-#include <queue>
 #include <vector>
 
 namespace {
@@ -16,157 +13,368 @@ namespace {
 constexpr double k1 = 1.2;
 constexpr double b = 0.75;
 
-// What one run of a statement keeps between rows.
-struct QueryState
+struct Candidate
 {
-    double averageLength = 0;
-    std::vector<double> idf; // by phrase
-    std::vector<double> frequency; // by phrase, for the current row
-    std::vector<int> lengthAtLeast; // by column, for the current row
-    std::priority_queue<double> best; // the K best exact scores so far, worst on top
-    sqlite3_int64 lastRowid = 0;
-    double lastScore = 0;
-    bool hasLast = false;
+    qint64 rowid = 0;
+    double score = 0; // exact, or the best the row's length could give
+    bool exact = false;
+    quint32 frequencies = 0; // where the row's phrase frequencies start
+    quint32 instances = 0; // where the row's phrase instances start
+    quint32 instanceCount = 0;
 };
 
-int countRow(const Fts5ExtensionApi *, Fts5Context *, void *count)
+// Better: a lower score, or an equal score and a lower rowid.
+bool better(const Candidate &a, const Candidate &b)
 {
-    ++*static_cast<sqlite3_int64 *>(count);
-    return SQLITE_OK;
+    return a.score < b.score || (a.score == b.score && a.rowid < b.rowid);
 }
 
-// The table's average row length and each phrase's inverse document
-// frequency, worked out exactly as bm25 does.
-int prepareState(const Fts5ExtensionApi *api, Fts5Context *fts, QueryState &state)
+// For the standard heaps, which keep their greatest element on top: the
+// best row on top.
+bool worse(const Candidate &a, const Candidate &b)
 {
-    sqlite3_int64 rows = 0;
-    sqlite3_int64 tokens = 0;
-    int rc = api->xRowCount(fts, &rows);
-    if (rc == SQLITE_OK)
-        rc = api->xColumnTotalSize(fts, -1, &tokens);
-    if (rc != SQLITE_OK)
-        return rc;
-    state.averageLength = double(tokens) / double(rows);
-    const int phrases = api->xPhraseCount(fts);
-    state.idf.assign(size_t(phrases), 0.0);
-    state.frequency.assign(size_t(phrases), 0.0);
-    state.lengthAtLeast.assign(size_t(api->xColumnCount(fts)), 0);
-    for (int i = 0; i < phrases; ++i) {
-        sqlite3_int64 hits = 0;
-        rc = api->xQueryPhrase(fts, i, &hits, countRow);
-        if (rc != SQLITE_OK)
-            return rc;
-        double idf = std::log((double(rows - hits) + 0.5) / (double(hits) + 0.5));
-        if (idf <= 0.0)
-            idf = 1e-6;
-        state.idf[size_t(i)] = idf;
-    }
-    return SQLITE_OK;
+    return better(b, a);
 }
 
-// bm25 of the current row's phrase frequencies at a row length, with the
-// same operations in the same order as SQLite's, so the result is equal to
-// the last bit. A shorter length never gives a worse (higher) score.
-double bm25At(const QueryState &state, double length)
+// A varint of SQLite's record format; its length in bytes, or 0 when the
+// bytes end first.
+int readVarint(const unsigned char *bytes, int available, quint64 &value)
 {
-    double score = 0.0;
-    for (size_t i = 0; i < state.idf.size(); ++i) {
-        const double f = state.frequency[i];
-        score += state.idf[i] * ((f * (k1 + 1.0)) / (f + k1 * (1 - b + b * length / state.averageLength)));
+    value = 0;
+    for (int i = 0; i < 9; ++i) {
+        if (i >= available)
+            return 0;
+        if (i == 8) {
+            value = (value << 8) | bytes[i];
+            return 9;
+        }
+        value = (value << 7) | (bytes[i] & 0x7f);
+        if (!(bytes[i] & 0x80))
+            return i + 1;
     }
-    return -1.0 * score;
+    return 0;
 }
 
-void bestRank(const Fts5ExtensionApi *api, Fts5Context *fts, sqlite3_context *context, int count,
-              sqlite3_value **values)
+// The rows of one ranking: gathered row by row from inside the statement,
+// then given out best first.
+class RankState
 {
-    if (count < 1) {
-        sqlite3_result_error(context, "bm25_best needs the number of rows to rank exactly", -1);
-        return;
+public:
+    RankState(SQLiteDatabase &db, qsizetype rowsWanted, qsizetype heldAtMost)
+        : m_db(db)
+        , m_rowsWanted(std::max<qsizetype>(rowsWanted, 1))
+        , m_heldAtMost(std::max(heldAtMost, 2 * m_rowsWanted))
+    {
     }
-    auto *state = static_cast<QueryState *>(api->xGetAuxdata(fts, 0));
-    if (!state) {
-        state = new QueryState;
-        int rc = prepareState(api, fts, *state);
-        if (rc == SQLITE_OK)
-            rc = api->xSetAuxdata(fts, state, [](void *data) { delete static_cast<QueryState *>(data); });
-        else
-            delete state;
-        if (rc != SQLITE_OK) {
-            sqlite3_result_error_code(context, rc);
-            return;
+    ~RankState()
+    {
+        if (m_lengthStatement) {
+            std::lock_guard guard(m_db.lock());
+            sqlite3_finalize(m_lengthStatement);
         }
     }
-    // A row asked for twice gets the same answer and is counted once.
-    const sqlite3_int64 rowid = api->xRowid(fts);
-    if (state->hasLast && state->lastRowid == rowid) {
-        sqlite3_result_double(context, state->lastScore);
-        return;
+
+    SQLiteDatabase &db() { return m_db; }
+    const std::vector<int> &phraseSizes() const { return m_phraseSizes; }
+
+    // One matched row, from inside the statement.
+    int add(const Fts5ExtensionApi *api, Fts5Context *fts, int weightCount, sqlite3_value **weights)
+    {
+        if (!m_prepared) {
+            if (const int rc = prepare(api, fts); rc != SQLITE_OK)
+                return rc;
+        }
+        // A row asked about twice in one statement is one row.
+        const qint64 rowid = api->xRowid(fts);
+        if (m_hasLast && m_lastRowid == rowid)
+            return SQLITE_OK;
+        m_hasLast = true;
+        m_lastRowid = rowid;
+
+        std::fill(m_rowFrequency.begin(), m_rowFrequency.end(), 0.0);
+        std::fill(m_lengthAtLeast.begin(), m_lengthAtLeast.end(), 0);
+        m_rowInstances.clear();
+        int count = 0;
+        int rc = api->xInstCount(fts, &count);
+        for (int i = 0; rc == SQLITE_OK && i < count; ++i) {
+            PhraseInstance instance;
+            rc = api->xInst(fts, i, &instance.phrase, &instance.column, &instance.offset);
+            if (rc != SQLITE_OK)
+                break;
+            // Summed in the order bm25 sums them, so that the scores agree to the bit.
+            m_rowFrequency[size_t(instance.phrase)] +=
+                weightCount > instance.column ? sqlite3_value_double(weights[instance.column]) : 1.0;
+            // A match at an offset means the column has at least that many tokens and one more.
+            int &atLeast = m_lengthAtLeast[size_t(instance.column)];
+            atLeast = std::max(atLeast, instance.offset + 1);
+            m_rowInstances.push_back(instance);
+        }
+        if (rc != SQLITE_OK)
+            return rc;
+
+        int shortest = 0;
+        for (int atLeast : m_lengthAtLeast)
+            shortest += atLeast;
+        Candidate candidate;
+        candidate.rowid = rowid;
+        candidate.score = score(m_rowFrequency.data(), double(shortest));
+        if (m_cutoff && !better(candidate, *m_cutoff))
+            return SQLITE_OK;
+        candidate.frequencies = quint32(m_frequencies.size());
+        candidate.instances = quint32(m_instances.size());
+        candidate.instanceCount = quint32(m_rowInstances.size());
+        m_frequencies.insert(m_frequencies.end(), m_rowFrequency.begin(), m_rowFrequency.end());
+        m_instances.insert(m_instances.end(), m_rowInstances.begin(), m_rowInstances.end());
+        m_candidates.push_back(candidate);
+        if (qsizetype(m_candidates.size()) >= m_heldAtMost)
+            return compact();
+        return SQLITE_OK;
     }
 
-    const sqlite3_int64 keep = sqlite3_value_int64(values[0]);
-    const int weights = count - 1;
-    std::fill(state->frequency.begin(), state->frequency.end(), 0.0);
-    std::fill(state->lengthAtLeast.begin(), state->lengthAtLeast.end(), 0);
-    int instances = 0;
-    int rc = api->xInstCount(fts, &instances);
-    for (int i = 0; rc == SQLITE_OK && i < instances; ++i) {
-        int phrase = 0;
-        int column = 0;
-        int offset = 0;
-        rc = api->xInst(fts, i, &phrase, &column, &offset);
-        if (rc != SQLITE_OK)
-            break;
-        state->frequency[size_t(phrase)] += weights > column ? sqlite3_value_double(values[1 + column]) : 1.0;
-        // A match at a token's offset means the column has at least that many tokens more.
-        int &atLeast = state->lengthAtLeast[size_t(column)];
-        atLeast = std::max(atLeast, offset + 1);
+    std::optional<RankedPassage> next()
+    {
+        std::lock_guard guard(m_db.lock());
+        if (!m_emitting) {
+            std::make_heap(m_candidates.begin(), m_candidates.end(), worse);
+            m_emitting = true;
+        }
+        // The best resolved row goes out once no row still unresolved could
+        // come before it even at its best.
+        while (!m_candidates.empty() && (m_resolved.empty() || better(m_candidates.front(), m_resolved.front()))) {
+            std::pop_heap(m_candidates.begin(), m_candidates.end(), worse);
+            Candidate candidate = m_candidates.back();
+            m_candidates.pop_back();
+            if (const int rc = resolve(candidate); rc != SQLITE_OK)
+                throw SQLiteError(rc, QStringLiteral("could not read the length of a passage of the full-text index"));
+            m_resolved.push_back(candidate);
+            std::push_heap(m_resolved.begin(), m_resolved.end(), worse);
+        }
+        if (m_resolved.empty())
+            return std::nullopt;
+        std::pop_heap(m_resolved.begin(), m_resolved.end(), worse);
+        const Candidate best = m_resolved.back();
+        m_resolved.pop_back();
+        RankedPassage passage;
+        passage.rowid = best.rowid;
+        passage.score = best.score;
+        passage.instances = QList<PhraseInstance>(m_instances.begin() + best.instances,
+                                                  m_instances.begin() + best.instances + best.instanceCount);
+        return passage;
     }
-    if (rc != SQLITE_OK) {
+
+private:
+    // The table's average row length, each phrase's inverse document
+    // frequency worked out exactly as bm25 does, and the phrases' sizes.
+    int prepare(const Fts5ExtensionApi *api, Fts5Context *fts)
+    {
+        sqlite3_int64 rows = 0;
+        sqlite3_int64 tokens = 0;
+        int rc = api->xRowCount(fts, &rows);
+        if (rc == SQLITE_OK)
+            rc = api->xColumnTotalSize(fts, -1, &tokens);
+        if (rc != SQLITE_OK)
+            return rc;
+        m_averageLength = double(tokens) / double(rows);
+        const int phrases = api->xPhraseCount(fts);
+        m_idf.assign(size_t(phrases), 0.0);
+        m_phraseSizes.assign(size_t(phrases), 0);
+        m_rowFrequency.assign(size_t(phrases), 0.0);
+        m_lengthAtLeast.assign(size_t(api->xColumnCount(fts)), 0);
+        for (int i = 0; i < phrases; ++i) {
+            sqlite3_int64 hits = 0;
+            rc = api->xQueryPhrase(fts, i, &hits, [](const Fts5ExtensionApi *, Fts5Context *, void *count) {
+                ++*static_cast<sqlite3_int64 *>(count);
+                return SQLITE_OK;
+            });
+            if (rc != SQLITE_OK)
+                return rc;
+            double idf = std::log((double(rows - hits) + 0.5) / (double(hits) + 0.5));
+            if (idf <= 0.0)
+                idf = 1e-6;
+            m_idf[size_t(i)] = idf;
+            m_phraseSizes[size_t(i)] = api->xPhraseSize(fts, i);
+        }
+        m_prepared = true;
+        return SQLITE_OK;
+    }
+
+    // bm25 of phrase frequencies at a row length, with the same operations
+    // in the same order as SQLite's. A shorter length never gives a worse
+    // (higher) score.
+    double score(const double *frequency, double length) const
+    {
+        double sum = 0.0;
+        for (size_t i = 0; i < m_idf.size(); ++i) {
+            const double f = frequency[i];
+            sum += m_idf[i] * ((f * (k1 + 1.0)) / (f + k1 * (1 - b + b * length / m_averageLength)));
+        }
+        return -1.0 * sum;
+    }
+
+    // Gives the candidate its exact score.
+    int resolve(Candidate &candidate)
+    {
+        if (candidate.exact)
+            return SQLITE_OK;
+        int rc = SQLITE_OK;
+        if (!m_lengthStatement) {
+            rc = sqlite3_prepare_v3(m_db.handle(), "SELECT sz FROM passages_docsize WHERE id = ?", -1,
+                                    SQLITE_PREPARE_PERSISTENT, &m_lengthStatement, nullptr);
+            if (rc != SQLITE_OK)
+                return rc;
+        }
+        sqlite3_bind_int64(m_lengthStatement, 1, candidate.rowid);
+        rc = sqlite3_step(m_lengthStatement);
+        quint64 length = 0;
+        if (rc == SQLITE_ROW) {
+            rc = SQLITE_OK;
+            const auto *bytes = static_cast<const unsigned char *>(sqlite3_column_blob(m_lengthStatement, 0));
+            const int size = sqlite3_column_bytes(m_lengthStatement, 0);
+            for (int at = 0; at < size;) {
+                quint64 column = 0;
+                const int used = readVarint(bytes + at, size - at, column);
+                if (used == 0) {
+                    rc = SQLITE_CORRUPT;
+                    break;
+                }
+                length += column;
+                at += used;
+            }
+        } else if (rc == SQLITE_DONE) {
+            rc = SQLITE_CORRUPT; // every row of the table has its length
+        }
+        sqlite3_reset(m_lengthStatement);
+        if (rc != SQLITE_OK)
+            return rc;
+        candidate.score = score(m_frequencies.data() + candidate.frequencies, double(length));
+        candidate.exact = true;
+        return SQLITE_OK;
+    }
+
+    // Keeps only the rows that can be among the rows wanted: those whose
+    // exact scores are the best, found best bound first. Any later row must
+    // beat the worst of them to be kept.
+    int compact()
+    {
+        std::sort(m_candidates.begin(), m_candidates.end(), better);
+        std::vector<Candidate> kept; // a heap, worst on top
+        for (Candidate &candidate : m_candidates) {
+            if (qsizetype(kept.size()) >= m_rowsWanted && !better(candidate, kept.front()))
+                break;
+            if (const int rc = resolve(candidate); rc != SQLITE_OK)
+                return rc;
+            if (qsizetype(kept.size()) < m_rowsWanted) {
+                kept.push_back(candidate);
+                std::push_heap(kept.begin(), kept.end(), better);
+            } else if (better(candidate, kept.front())) {
+                std::pop_heap(kept.begin(), kept.end(), better);
+                kept.back() = candidate;
+                std::push_heap(kept.begin(), kept.end(), better);
+            }
+        }
+        if (qsizetype(kept.size()) >= m_rowsWanted)
+            m_cutoff = kept.front();
+        std::vector<double> frequencies;
+        std::vector<PhraseInstance> instances;
+        const size_t phrases = m_idf.size();
+        for (Candidate &candidate : kept) {
+            const auto from = m_frequencies.begin() + candidate.frequencies;
+            candidate.frequencies = quint32(frequencies.size());
+            frequencies.insert(frequencies.end(), from, from + qsizetype(phrases));
+            const auto first = m_instances.begin() + candidate.instances;
+            candidate.instances = quint32(instances.size());
+            instances.insert(instances.end(), first, first + candidate.instanceCount);
+        }
+        m_candidates = std::move(kept);
+        m_frequencies = std::move(frequencies);
+        m_instances = std::move(instances);
+        return SQLITE_OK;
+    }
+
+    SQLiteDatabase &m_db;
+    const qsizetype m_rowsWanted;
+    const qsizetype m_heldAtMost;
+
+    bool m_prepared = false;
+    double m_averageLength = 0;
+    std::vector<double> m_idf; // by phrase
+    std::vector<int> m_phraseSizes;
+
+    // The current row's.
+    std::vector<double> m_rowFrequency; // by phrase
+    std::vector<int> m_lengthAtLeast; // by column
+    std::vector<PhraseInstance> m_rowInstances;
+    qint64 m_lastRowid = 0;
+    bool m_hasLast = false;
+
+    std::vector<Candidate> m_candidates; // while giving out: a heap, best on top
+    std::vector<double> m_frequencies;
+    std::vector<PhraseInstance> m_instances;
+    std::optional<Candidate> m_cutoff; // a row must be better to be kept
+
+    bool m_emitting = false;
+    std::vector<Candidate> m_resolved; // exact rows not yet given out; a heap, best on top
+    sqlite3_stmt *m_lengthStatement = nullptr;
+};
+
+// The ranking whose statement runs on this thread. A statement runs to its
+// end on the thread that steps it, so passage_rank finds its ranking here.
+thread_local RankState *gathering = nullptr;
+
+void passageRank(const Fts5ExtensionApi *api, Fts5Context *fts, sqlite3_context *context, int count,
+                 sqlite3_value **values)
+{
+    if (!gathering) {
+        sqlite3_result_error(context, "passage_rank runs only inside a passage ranking", -1);
+        return;
+    }
+    if (const int rc = gathering->add(api, fts, count, values); rc != SQLITE_OK) {
         sqlite3_result_error_code(context, rc);
         return;
     }
-
-    double score = 0;
-    bool exact = true;
-    if (keep > 0 && sqlite3_int64(state->best.size()) >= keep) {
-        int shortest = 0;
-        for (int atLeast : state->lengthAtLeast)
-            shortest += atLeast;
-        const double bound = bm25At(*state, double(shortest));
-        if (bound > state->best.top()) {
-            score = bound;
-            exact = false;
-        }
-    }
-    if (exact) {
-        int length = 0;
-        rc = api->xColumnSize(fts, -1, &length);
-        if (rc != SQLITE_OK) {
-            sqlite3_result_error_code(context, rc);
-            return;
-        }
-        score = bm25At(*state, double(length));
-        if (keep > 0) {
-            if (sqlite3_int64(state->best.size()) < keep) {
-                state->best.push(score);
-            } else if (score < state->best.top()) {
-                state->best.pop();
-                state->best.push(score);
-            }
-        }
-    }
-    state->lastRowid = rowid;
-    state->lastScore = score;
-    state->hasLast = true;
-    sqlite3_result_double(context, score);
+    sqlite3_result_int(context, 1);
 }
 
-fts5_api *fts5Api(sqlite3 *handle)
+} // namespace
+
+struct PassageRanking::State : RankState
 {
+    using RankState::RankState;
+};
+
+PassageRanking::PassageRanking(SQLiteDatabase &db, qsizetype rowsWanted, qsizetype heldAtMost)
+    : d(std::make_unique<State>(db, rowsWanted, heldAtMost))
+{
+}
+
+PassageRanking::~PassageRanking() = default;
+
+void PassageRanking::gather(const QString &sql, const SQLBindings &bindings)
+{
+    struct Scope
+    {
+        explicit Scope(RankState *state) { gathering = state; }
+        ~Scope() { gathering = nullptr; }
+    } scope(d.get());
+    d->db().stepThrough(sql, bindings);
+}
+
+std::optional<RankedPassage> PassageRanking::next()
+{
+    return d->next();
+}
+
+QList<int> PassageRanking::phraseSizes() const
+{
+    return QList<int>(d->phraseSizes().begin(), d->phraseSizes().end());
+}
+
+fts5_api *FullTextRank::extension(SQLiteDatabase &db)
+{
+    std::lock_guard guard(db.lock());
     fts5_api *api = nullptr;
     sqlite3_stmt *stmt = nullptr;
-    if (sqlite3_prepare_v2(handle, "SELECT fts5(?1)", -1, &stmt, nullptr) == SQLITE_OK) {
+    if (sqlite3_prepare_v2(db.handle(), "SELECT fts5(?1)", -1, &stmt, nullptr) == SQLITE_OK) {
         sqlite3_bind_pointer(stmt, 1, static_cast<void *>(&api), "fts5_api_ptr", nullptr);
         sqlite3_step(stmt);
     }
@@ -174,15 +382,13 @@ fts5_api *fts5Api(sqlite3 *handle)
     return api;
 }
 
-} // namespace
-
 void FullTextRank::install(SQLiteDatabase &db)
 {
     std::lock_guard guard(db.lock());
-    fts5_api *api = fts5Api(db.handle());
+    fts5_api *api = extension(db);
     if (!api || api->iVersion < 2)
         throw SQLiteError(SQLITE_ERROR, QStringLiteral("this SQLite's full-text search takes no ranking function"));
-    const int rc = api->xCreateFunction(api, "bm25_best", nullptr, bestRank, nullptr);
+    const int rc = api->xCreateFunction(api, "passage_rank", nullptr, passageRank, nullptr);
     if (rc != SQLITE_OK)
         throw SQLiteError(rc, QStringLiteral("could not add the full-text ranking function"));
 }

@@ -1,22 +1,79 @@
-// A ranking function for the full-text table that gives the best rows of a
-// statement their exact bm25 score without reading every row's length.
+// Ranking the rows of a full-text statement by bm25 while reading the
+// length of only those rows that can reach the top.
 //
-// bm25_best(passages, K, weights...) is bm25(passages, weights...) for any
-// row that can still be among the K best of the statement: the best K rows
-// seen so far are kept, and a row whose score could not beat the K-th of
-// them even at its shortest possible length gets that bound instead, which
-// is no better than its exact score and worse than the K-th best. Ordered by
-// this value ascending with LIMIT K, a statement thus returns the same rows
-// with the same scores as with bm25, while most rows of a common word skip
-// the length lookup that dominates bm25's cost. K of 0 or less ranks every
-// row exactly.
+// bm25 needs each row's length, a lookup per row that costs more than
+// finding the row. A PassageRanking instead gathers every matched row in one
+// pass through the statement's passage_rank(passages, weights...) column,
+// keeping the row's phrase frequencies, the phrases' places in it and the
+// best score its length could give (taking the row to be as short as its
+// last match allows). The rows then come out best first: a row's length is
+// read only when its best possible score could still beat the best row yet
+// to come out. The order and the scores are bm25's to the last bit, equal
+// scores in rowid order.
 #pragma once
 
-class SQLiteDatabase;
+#include "store/SQLite.h"
+
+#include <QList>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+// Where one phrase of the match expression occurs in a row.
+struct PhraseInstance
+{
+    int phrase = 0; // in the order of the expression
+    int column = 0;
+    int offset = 0; // in tokens from the column's start
+    friend bool operator==(const PhraseInstance &, const PhraseInstance &) = default;
+};
+
+struct RankedPassage
+{
+    qint64 rowid = 0;
+    double score = 0; // bm25: lower is better
+    QList<PhraseInstance> instances; // in column and offset order
+};
+
+class PassageRanking
+{
+public:
+    // rowsWanted: how many rows next() will be asked for at most. Rows that
+    // can't be among that many best are let go while gathering, so that
+    // memory stays bounded by heldAtMost rows whatever the match.
+    explicit PassageRanking(SQLiteDatabase &db, qsizetype rowsWanted, qsizetype heldAtMost = 1 << 16);
+    ~PassageRanking();
+    PassageRanking(const PassageRanking &) = delete;
+    PassageRanking &operator=(const PassageRanking &) = delete;
+
+    // Runs a statement over the passages table that evaluates
+    // passage_rank(passages, weights...) once for each row to rank, such as
+    // SELECT passage_rank(passages, 6.0, 1.0) FROM passages WHERE ...
+    // Throws SQLiteError.
+    void gather(const QString &sql, const SQLBindings &bindings);
+
+    // The next best row, or nothing when all rows are out. Throws
+    // SQLiteError when a row's length can't be read.
+    std::optional<RankedPassage> next();
+
+    // The number of tokens of each phrase of the expression.
+    QList<int> phraseSizes() const;
+
+private:
+    struct State;
+    std::unique_ptr<State> d;
+};
+
+struct fts5_api;
 
 namespace FullTextRank {
 
-// Registers bm25_best on the connection. Throws SQLiteError when the
+// The connection's full-text extension interface, or null when it has
+// none. Use it only while holding the connection's lock.
+fts5_api *extension(SQLiteDatabase &db);
+
+// Registers passage_rank on the connection. Throws SQLiteError when the
 // connection's FTS5 can't take a function.
 void install(SQLiteDatabase &db);
 

@@ -3,6 +3,8 @@
 #include "store/IndexStore.h"
 
 #include "search/SearchQuery.h"
+#include "store/FullTextRank.h"
+#include "store/PassageSnippet.h"
 
 #include <QRegularExpression>
 #include <QSet>
@@ -288,16 +290,13 @@ QList<PassageHit> IndexStore::searchPassages(const QString &match, const QString
 QList<FileHit> IndexStore::searchFiles(const QString &match, const FileFilter &filter, int limit) const
 {
     // Only files' passages have positive rowids, (file id << 12) + ord, so
-    // the join and the filter need nothing of a passage but its rowid.
-    // Ranked in the ORDER BY, only the rows that pass the filter are ranked
-    // and SQLite keeps only the best of them; bm25_best gives those their
-    // exact bm25 while skipping most of the others' work. Equal scores go in
-    // rowid order.
+    // the join and the filter need nothing of a passage but its rowid. Every
+    // row that passes the filter is gathered in one pass; the ranking then
+    // gives them out best first, reading few rows' lengths.
     const CompiledFilter compiled = compileFilter(filter);
     const auto statement = [&](const QString &join) {
-        return QStringLiteral("SELECT p.rowid AS passage, bm25_best(passages, ?, 6.0, 1.0) AS score FROM passages p ")
-            + join + QStringLiteral(" WHERE passages MATCH ? AND p.rowid > 0 AND ") + compiled.clause
-            + QStringLiteral("\nORDER BY score, p.rowid LIMIT ?");
+        return QStringLiteral("SELECT passage_rank(passages, 6.0, 1.0) FROM passages p ") + join
+            + QStringLiteral(" WHERE passages MATCH ? AND p.rowid > 0 AND ") + compiled.clause;
     };
     const QString joined = statement(QStringLiteral("JOIN files f ON f.id = p.rowid / %1").arg(maxPassagesPerFile));
     // Without a filter, the join only leaves out passages whose file is
@@ -315,7 +314,7 @@ QList<FileHit> IndexStore::searchFiles(const QString &match, const FileFilter &f
         }
         for (FileHit &hit : ranked.hits)
             hit.file = files.value(hit.file.id, hit.file);
-        lendSnippets(match, ranked.hits, ranked.passagesOfHit);
+        lendSnippets(ranked);
         return ranked.hits;
     });
 }
@@ -331,102 +330,81 @@ QList<qint64> IndexStore::RankedFiles::fileIDs() const
 IndexStore::RankedFiles IndexStore::rankFiles(const QString &sql, const QString &match, const SQLBindings &filterBindings,
                                               int limit) const
 {
-    // A file has many passages, hence an overscan of six rows a hit. Most
-    // requests find their files among far fewer rows, though, and the fewer
-    // rows are kept the more bm25_best skips, so a first pass keeps two rows
-    // a hit; the full overscan runs only when that falls short. The order is
-    // total, so the first pass's rows begin the second's.
+    // A file has many passages, hence up to six rows a hit.
+    const qint64 rowsAtMost = qint64(std::max(limit, 0)) * 6;
+    PassageRanking ranking(*m_db, rowsAtMost);
+    ranking.gather(sql, SQLBindings{match} + filterBindings);
+
+    // One hit a file, from its best row; the file's later rows are kept in
+    // order, as they may lend it a snippet.
     RankedFiles ranked;
-    for (const qint64 rows : {qint64(limit) * 2, qint64(limit) * 6}) {
-        SQLBindings bindings{rows, match};
-        bindings += filterBindings;
-        bindings.append(rows);
-        const QList<SQLRow> found = m_db->query(sql, bindings);
-        // One hit a file, from its best row; the file's later rows are kept
-        // in order, as they may lend it a snippet.
-        ranked = {};
-        QHash<qint64, qsizetype> indexByID;
-        for (const SQLRow &row : found) {
-            const qint64 passage = row.integer(QStringLiteral("passage")).value_or(0);
-            const qint64 id = passage / maxPassagesPerFile;
-            const auto known = indexByID.constFind(id);
-            if (known != indexByID.constEnd()) {
-                ranked.passagesOfHit[*known].append(passage);
-                continue;
-            }
-            FileHit hit;
-            hit.file.id = id;
-            hit.score = -row.real(QStringLiteral("score")).value_or(0);
-            indexByID.insert(id, ranked.hits.size());
-            ranked.hits.append(hit);
-            ranked.passagesOfHit.append(QList<qint64>{passage});
-            if (ranked.hits.size() >= limit)
-                break;
-        }
-        if (ranked.hits.size() >= limit || found.size() < rows)
+    ranked.phraseSizes = ranking.phraseSizes();
+    QHash<qint64, qsizetype> indexByID;
+    for (qint64 rows = 0; rows < rowsAtMost && ranked.hits.size() < limit; ++rows) {
+        std::optional<RankedPassage> passage = ranking.next();
+        if (!passage)
             break;
+        const qint64 id = passage->rowid / maxPassagesPerFile;
+        const auto known = indexByID.constFind(id);
+        if (known != indexByID.constEnd()) {
+            ranked.passagesOfHit[*known].append(std::move(*passage));
+            continue;
+        }
+        FileHit hit;
+        hit.file.id = id;
+        hit.score = -passage->score;
+        indexByID.insert(id, ranked.hits.size());
+        ranked.hits.append(hit);
+        ranked.passagesOfHit.append(QList<RankedPassage>{std::move(*passage)});
     }
     return ranked;
 }
 
-void IndexStore::lendSnippets(const QString &match, QList<FileHit> &hits,
-                              const QList<QList<qint64>> &passagesOfHit) const
+void IndexStore::lendSnippets(RankedFiles &ranked) const
 {
     // A hit shows the snippet of its first passage, in rank order, that
-    // marks a word. Snippets are made for those passages only, a round at a
-    // time: the next passage of every hit still without a snippet. Only a
-    // file's first passage carries its name, so only that one can match
-    // without a marked word; the passage after it joins the same round.
-    QHash<qint64, QString> snippets;
-    QList<qsizetype> made(hits.size(), 0); // passages of each hit with a snippet made
-    QList<qsizetype> waiting(hits.size());
-    std::iota(waiting.begin(), waiting.end(), 0);
-    const auto marked = [](const QString &snippet) { return snippet.contains(QStringLiteral("⟦")); };
-    while (!waiting.isEmpty()) {
-        QList<qint64> wanted;
-        for (qsizetype i : std::as_const(waiting)) {
-            const QList<qint64> &passages = passagesOfHit.at(i);
-            const bool carriesName = passages.at(made[i]) % maxPassagesPerFile == 0;
-            const qsizetype upTo = std::min(passages.size(), made[i] + (carriesName ? 2 : 1));
-            for (; made[i] < upTo; ++made[i])
-                wanted.append(passages.at(made[i]));
+    // marks a word. Only a passage with a phrase in its text can: the
+    // ranking says which do, so the text is read for those alone, a round
+    // at a time, the next such passage of each hit still without a snippet.
+    constexpr int bodyColumn = 1;
+    const SnippetShape shape{QByteArrayLiteral("⟦"), QByteArrayLiteral("⟧"), QByteArrayLiteral("…"), 18};
+    const auto hasText = [&](const RankedPassage &passage) {
+        return std::any_of(passage.instances.begin(), passage.instances.end(),
+                           [&](const PhraseInstance &instance) { return instance.column == bodyColumn; });
+    };
+    std::optional<PassageSnippets> snippets;
+    QList<qsizetype> tried(ranked.hits.size(), 0); // passages of each hit looked at
+    for (;;) {
+        QHash<qint64, qsizetype> hitOfPassage;
+        for (qsizetype i = 0; i < ranked.hits.size(); ++i) {
+            if (ranked.hits.at(i).snippet)
+                continue;
+            const QList<RankedPassage> &passages = ranked.passagesOfHit.at(i);
+            while (tried[i] < passages.size() && !hasText(passages.at(tried[i])))
+                ++tried[i];
+            if (tried[i] < passages.size())
+                hitOfPassage.insert(passages.at(tried[i]).rowid, i);
         }
-        snippets.insert(snippetsOf(match, wanted));
-
-        QList<qsizetype> still;
-        for (qsizetype i : std::as_const(waiting)) {
-            const QList<qint64> &passages = passagesOfHit.at(i);
-            const auto first = std::find_if(passages.begin(), passages.begin() + made[i],
-                                            [&](qint64 passage) { return marked(snippets.value(passage)); });
-            if (first != passages.begin() + made[i])
-                hits[i].snippet = snippets.value(*first);
-            else if (made[i] < passages.size())
-                still.append(i);
+        if (hitOfPassage.isEmpty())
+            return;
+        if (!snippets)
+            snippets.emplace(*m_db, QString::fromLatin1(passageTokenize));
+        const QList<SQLRow> rows =
+            m_db->query(QStringLiteral("SELECT rowid, body FROM passages WHERE rowid IN (SELECT value FROM json_each(?))"),
+                        {jsonList(hitOfPassage.keys())});
+        for (const SQLRow &row : rows) {
+            const qsizetype i = hitOfPassage.value(row.integer(0).value_or(0), -1);
+            if (i < 0)
+                continue;
+            const RankedPassage &passage = ranked.passagesOfHit.at(i).at(tried[i]);
+            const QString snippet = snippets->snippet(row.string(1).value_or(QString()), bodyColumn,
+                                                      passage.instances, ranked.phraseSizes, shape);
+            if (snippet.contains(QStringLiteral("⟦")))
+                ranked.hits[i].snippet = snippet;
         }
-        waiting = still;
+        for (const qsizetype i : std::as_const(hitOfPassage))
+            ++tried[i];
     }
-}
-
-QHash<qint64, QString> IndexStore::snippetsOf(const QString &match, const QList<qint64> &passages) const
-{
-    // One statement whatever the number of passages: setting a match up
-    // costs as much as reading many of its rows (all of them, for a prefix),
-    // and a statement per rowid would pay that each time. The rowids go in as
-    // a JSON list that the full-text index doesn't see, and the index reads
-    // the span they cover.
-    QHash<qint64, QString> snippets;
-    if (passages.isEmpty())
-        return snippets;
-    const auto [lowest, highest] = std::minmax_element(passages.begin(), passages.end());
-    const auto rows = m_db->query(
-        QStringLiteral("SELECT rowid, snippet(passages, 1, '⟦', '⟧', '…', 18) AS snip FROM passages "
-                       "WHERE passages MATCH ? AND rowid BETWEEN ? AND ? "
-                       "AND +rowid IN (SELECT value FROM json_each(?))"),
-        {match, *lowest, *highest, jsonList(passages)});
-    for (const SQLRow &row : rows)
-        snippets.insert(row.integer(QStringLiteral("rowid")).value_or(0),
-                        row.string(QStringLiteral("snip")).value_or(QString()));
-    return snippets;
 }
 
 // ---- Listing and aggregates ----

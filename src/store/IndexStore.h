@@ -4,6 +4,7 @@
 
 #include "store/DownloadSource.h"
 #include "store/FileRecord.h"
+#include "store/FullTextRank.h"
 #include "store/SQLite.h"
 
 #include <QHash>
@@ -132,6 +133,8 @@ public:
     // owners take negative rowids, counting down. A file keeps at most this
     // many passages.
     static constexpr int maxPassagesPerFile = 4096;
+    // How the passages table cuts text into tokens.
+    static constexpr char passageTokenize[] = "porter unicode61 remove_diacritics 2";
 
     // ---- Removing rows. Each removes a file's passages, then its row. ----
 
@@ -218,19 +221,18 @@ private:
     struct RankedFiles
     {
         QList<FileHit> hits;
-        QList<QList<qint64>> passagesOfHit;
+        QList<QList<RankedPassage>> passagesOfHit;
+        QList<int> phraseSizes; // of the match's phrases
         QList<qint64> fileIDs() const;
     };
     // Runs a ranking statement of searchFiles and folds its rows to files.
     RankedFiles rankFiles(const QString &sql, const QString &match, const SQLBindings &filterBindings, int limit) const;
     // Gives each hit the snippet of the first of its passages, in order,
     // whose snippet for the match marks a word, if any does.
-    void lendSnippets(const QString &match, QList<FileHit> &hits, const QList<QList<qint64>> &passagesOfHit) const;
+    void lendSnippets(RankedFiles &ranked) const;
     // Numbers as a JSON list, for json_each(): one statement, prepared
     // once, takes any number of them.
     static QString jsonList(const QList<qint64> &numbers);
-    // The snippets of passages of files for the match, by rowid.
-    QHash<qint64, QString> snippetsOf(const QString &match, const QList<qint64> &passages) const;
 
     // A second connection to the library's file, for the scanner's reads
     // of what it holds: they needn't wait for the batch being written. The

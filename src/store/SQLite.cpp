@@ -384,6 +384,24 @@ QList<SQLRow> SQLiteDatabase::query(const QString &sql, const SQLBindings &bindi
     return rows;
 }
 
+qint64 SQLiteDatabase::stepThrough(const QString &sql, const SQLBindings &bindings)
+{
+    std::lock_guard guard(m_lock);
+    CachedStatement stmt(*this, sql);
+    if (stmt.prepareCode() != SQLITE_OK)
+        throw lastError(stmt.prepareCode());
+    bindAll(m_handle, stmt.get(), bindings);
+    qint64 rows = 0;
+    for (;;) {
+        const int code = sqlite3_step(stmt.get());
+        if (code == SQLITE_DONE)
+            return rows;
+        if (code != SQLITE_ROW)
+            throw lastError(code);
+        ++rows;
+    }
+}
+
 SQLValue SQLiteDatabase::scalar(const QString &sql, const SQLBindings &bindings)
 {
     const QList<SQLRow> rows = query(sql, bindings);

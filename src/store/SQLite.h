@@ -139,6 +139,9 @@ public:
     // Steps a statement once and returns the number of changed rows.
     int run(const QString &sql, const SQLBindings &bindings = {});
     QList<SQLRow> query(const QString &sql, const SQLBindings &bindings = {});
+    // Steps a statement to its end, for what its functions do on the way,
+    // and returns the number of rows it gave without reading them.
+    qint64 stepThrough(const QString &sql, const SQLBindings &bindings = {});
     // The first column of the first row, or null when there is no row.
     SQLValue scalar(const QString &sql, const SQLBindings &bindings = {});
     // Only meaningful while the caller holds lock() across its insert.

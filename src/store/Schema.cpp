@@ -1,10 +1,12 @@
 // The library's schema and its migration.
 #include "store/IndexStore.h"
 
+#include <string_view>
+
 namespace {
 
 // Written with IF NOT EXISTS throughout so that a half-made file converges.
-const char schemaVersion1[] = R"SQL(
+constexpr char schemaVersion1[] = R"SQL(
 CREATE TABLE IF NOT EXISTS files(
     id INTEGER PRIMARY KEY,
     path TEXT NOT NULL UNIQUE,
@@ -77,6 +79,9 @@ CREATE TABLE IF NOT EXISTS live_answers(
 );
 CREATE INDEX IF NOT EXISTS live_answers_meeting ON live_answers(meeting_id, created);
 )SQL";
+
+static_assert(std::string_view(schemaVersion1).find(IndexStore::passageTokenize) != std::string_view::npos,
+              "snippets cut text as the passages table does");
 
 } // namespace
 

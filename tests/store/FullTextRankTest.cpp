@@ -1,6 +1,8 @@
-// The ranking function that skips rows which can't reach the best K: its
-// best K rows, and their scores, must be bm25's.
+// Ranking passages while reading few rows' lengths, and making their
+// snippets without running the match again: the rows, the scores and the
+// snippets must be those the full-text table's own bm25() and snippet() give.
 #include "store/IndexStore.h"
+#include "store/PassageSnippet.h"
 
 #include <gtest/gtest.h>
 
@@ -28,70 +30,130 @@ protected:
         store = IndexStore::openInMemory();
         // Rows of varied length and varied counts of the words searched
         // for, in the name and in the text, shuffled over the rowids so
-        // that strong rows come both early and late.
+        // that strong rows come both early and late. Sentences end in full
+        // stops and colons, some words carry accents or aren't Latin.
         std::mt19937 random(7);
-        const QStringList filler{"the", "of", "and", "paper", "garden", "water", "table", "river"};
+        const QStringList filler{"the", "of", "and", "paper", "garden", "water", "table", "river", "café", "naïve",
+                                 "überweisung", "счёт", "tax", "return"};
         store->db().transaction([&] {
             for (int row = 1; row <= 400; ++row) {
                 QStringList title;
-                QStringList body;
+                QString body;
                 if (random() % 5 == 0)
                     title << QStringLiteral("lease");
                 if (random() % 7 == 0)
                     title << QStringLiteral("invoice");
-                const int length = 5 + int(random() % 150);
+                const int length = random() % 9 == 0 ? int(random() % 12) : 5 + int(random() % 150);
                 for (int i = 0; i < length; ++i) {
-                    const unsigned pick = random() % 40;
-                    body << (pick == 0 ? QStringLiteral("lease")
-                                       : pick == 1 ? QStringLiteral("leases")
-                                                   : pick == 2 ? QStringLiteral("invoice")
-                                                               : filler.at(qsizetype(random() % filler.size())));
+                    const unsigned pick = random() % 250;
+                    const QString word = pick == 0   ? QStringLiteral("lease")
+                                         : pick == 1 ? QStringLiteral("Leases")
+                                         : pick == 2 ? QStringLiteral("invoice")
+                                         : pick == 3 ? QStringLiteral("tax return")
+                                                     : filler.at(qsizetype(random() % filler.size()));
+                    const unsigned gap = random() % 12;
+                    body += word + (gap == 0 ? QStringLiteral(". ") : gap == 1 ? QStringLiteral(":\n") : gap == 2 ? QStringLiteral(", ") : QStringLiteral(" "));
                 }
                 store->db().run(QStringLiteral("INSERT INTO passages(rowid, title, body, owner_type, owner_id, ord) "
                                                "VALUES(?, ?, ?, 'file', ?, 0)"),
-                                {row, title.join(u' '), body.join(u' '), QString::number(row)});
+                                {row, title.join(u' '), body, QString::number(row)});
             }
         });
     }
 
-    QList<Ranked> ranked(const QString &function, const QString &match, const QString &filter, int keep)
+    QList<Ranked> bm25(const QString &match, const QString &filter, int rows)
     {
         QList<Ranked> out;
-        const QString sql = QStringLiteral("SELECT rowid, %1 AS score FROM passages WHERE passages MATCH ? AND %2 "
-                                           "ORDER BY score, rowid LIMIT ?")
-                                .arg(function, filter);
-        for (const SQLRow &row : store->db().query(sql, {match, keep}))
-            out.append(Ranked{row.integer(QStringLiteral("rowid")).value_or(0), row.real(QStringLiteral("score")).value_or(0)});
+        const QString sql = QStringLiteral("SELECT rowid, bm25(passages, 6.0, 1.0) AS score FROM passages "
+                                           "WHERE passages MATCH ? AND %1 ORDER BY score, rowid LIMIT ?")
+                                .arg(filter);
+        for (const SQLRow &row : store->db().query(sql, {match, rows}))
+            out.append(Ranked{row.integer(0).value_or(0), row.real(1).value_or(0)});
+        return out;
+    }
+
+    QList<RankedPassage> ranking(const QString &match, const QString &filter, int rows, qsizetype heldAtMost)
+    {
+        PassageRanking ranking(store->db(), rows, heldAtMost);
+        ranking.gather(QStringLiteral("SELECT passage_rank(passages, 6.0, 1.0) FROM passages "
+                                      "WHERE passages MATCH ? AND %1")
+                           .arg(filter),
+                       {match});
+        phraseSizes = ranking.phraseSizes();
+        QList<RankedPassage> out;
+        while (out.size() < rows) {
+            std::optional<RankedPassage> passage = ranking.next();
+            if (!passage)
+                break;
+            out.append(*passage);
+        }
+        return out;
+    }
+
+    QList<Ranked> ranked(const QString &match, const QString &filter, int rows, qsizetype heldAtMost = 1 << 16)
+    {
+        QList<Ranked> out;
+        for (const RankedPassage &passage : ranking(match, filter, rows, heldAtMost))
+            out.append(Ranked{passage.rowid, passage.score});
         return out;
     }
 
     std::unique_ptr<IndexStore> store;
+    QList<int> phraseSizes;
 };
 
-TEST_F(FullTextRankTest, BestRowsAndScoresAreThoseOfBm25)
+const QStringList matches{R"("lease")", R"("leas"*)", R"(("lease" OR "invoice"))", R"("lease" AND "invoice")",
+                          R"(("tax return" OR "invoice"))"};
+
+TEST_F(FullTextRankTest, RowsAndScoresAreThoseOfBm25)
 {
-    const QStringList matches{R"("lease")", R"("leas"*)", R"(("lease" OR "invoice"))", R"("lease" AND "invoice")"};
-    const QStringList filters{"1", "rowid % 3 != 0"};
     for (const QString &match : matches) {
-        for (const QString &filter : filters) {
-            for (int keep : {1, 3, 12, 60, 1000}) {
-                SCOPED_TRACE((match + " where " + filter + " keeping " + QString::number(keep)).toStdString());
-                const QList<Ranked> expected = ranked("bm25(passages, 6.0, 1.0)", match, filter, keep);
+        for (const QString &filter : {QStringLiteral("1"), QStringLiteral("rowid % 3 != 0")}) {
+            for (int rows : {1, 3, 12, 60, 1000}) {
+                SCOPED_TRACE((match + " where " + filter + ", " + QString::number(rows) + " rows").toStdString());
+                const QList<Ranked> expected = bm25(match, filter, rows);
                 ASSERT_FALSE(expected.isEmpty());
-                EXPECT_EQ(ranked(QStringLiteral("bm25_best(passages, %1, 6.0, 1.0)").arg(keep), match, filter, keep),
-                          expected);
+                EXPECT_EQ(ranked(match, filter, rows), expected);
+                // Holding few rows while gathering lets go of the rows
+                // that can't make it, and only those.
+                EXPECT_EQ(ranked(match, filter, rows, 8), expected);
             }
         }
     }
 }
 
-TEST_F(FullTextRankTest, NoLimitRanksEveryRowExactly)
+TEST_F(FullTextRankTest, APhraselessStatementOrOneOutsideARankingGivesNothingOrFails)
 {
-    for (int keep : {0, -1}) {
-        const QList<Ranked> expected = ranked("bm25(passages, 6.0, 1.0)", R"("lease")", "1", -1);
-        EXPECT_EQ(ranked(QStringLiteral("bm25_best(passages, %1, 6.0, 1.0)").arg(keep), R"("lease")", "1", -1),
-                  expected);
+    EXPECT_TRUE(ranked(R"("nowhere")", "1", 10).isEmpty());
+    EXPECT_THROW(store->db().query(QStringLiteral("SELECT passage_rank(passages) FROM passages WHERE passages MATCH 'lease'")),
+                 SQLiteError);
+}
+
+TEST_F(FullTextRankTest, SnippetsAreThoseOfTheTablesSnippetFunction)
+{
+    PassageSnippets snippets(store->db(), QString::fromLatin1(IndexStore::passageTokenize));
+    const SnippetShape shape{QByteArrayLiteral("⟦"), QByteArrayLiteral("⟧"), QByteArrayLiteral("…"), 18};
+    const QStringList more{R"("tax return" AND "return")", R"(("tax return" OR "return tax" OR "return"))",
+                           R"("naive" AND "cafe"*)", R"("счёт")", R"("the" AND "river")"};
+    int marked = 0;
+    for (const QString &match : matches + more) {
+        SCOPED_TRACE(match.toStdString());
+        QHash<qint64, std::pair<QString, QString>> expected; // text and snippet by rowid
+        for (const SQLRow &row : store->db().query(
+                 QStringLiteral("SELECT rowid, body, snippet(passages, 1, '⟦', '⟧', '…', 18) FROM passages "
+                                "WHERE passages MATCH ?"),
+                 {match}))
+            expected.insert(row.integer(0).value_or(0), {row.string(1).value_or(QString()), row.string(2).value_or(QString())});
+        const QList<RankedPassage> passages = ranking(match, "1", 1000, 1 << 16);
+        ASSERT_EQ(passages.size(), expected.size());
+        for (const RankedPassage &passage : passages) {
+            const auto &[text, snippet] = expected.value(passage.rowid);
+            EXPECT_EQ(snippets.snippet(text, 1, passage.instances, phraseSizes, shape).toStdString(), snippet.toStdString())
+                << passage.rowid;
+            marked += snippet.contains(QStringLiteral("⟦")) ? 1 : 0;
+        }
     }
+    EXPECT_GT(marked, 300);
 }
 
 } // namespace
