@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <mutex>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -80,9 +81,18 @@ public:
     // One matched row, from inside the statement.
     int add(const Fts5ExtensionApi *api, Fts5Context *fts, int weightCount, sqlite3_value **weights)
     {
+        if (m_gathering == PassageRanking::Gathering::phraseByPhrase) {
+            if (m_prepared)
+                return SQLITE_OK; // every row came with the first
+            return addEachPhrase(api, fts, weightCount, weights);
+        }
         if (!m_prepared) {
-            if (const int rc = prepare(api, fts); rc != SQLITE_OK)
+            int rc = prepareTable(api, fts);
+            for (int i = 0; rc == SQLITE_OK && i < int(m_idf.size()); ++i)
+                rc = countDocuments(api, fts, i);
+            if (rc != SQLITE_OK)
                 return rc;
+            m_prepared = true;
         }
         // A row asked about twice in one statement is one row.
         const qint64 rowid = api->xRowid(fts);
@@ -91,45 +101,21 @@ public:
         m_hasLast = true;
         m_lastRowid = rowid;
 
-        std::fill(m_rowFrequency.begin(), m_rowFrequency.end(), 0.0);
-        std::fill(m_lengthAtLeast.begin(), m_lengthAtLeast.end(), 0);
         m_rowInstances.clear();
         int count = 0;
         int rc = api->xInstCount(fts, &count);
         for (int i = 0; rc == SQLITE_OK && i < count; ++i) {
             PhraseInstance instance;
             rc = api->xInst(fts, i, &instance.phrase, &instance.column, &instance.offset);
-            if (rc != SQLITE_OK)
-                break;
-            // Summed in the order bm25 sums them, so that the scores agree to the bit.
-            m_rowFrequency[size_t(instance.phrase)] +=
-                weightCount > instance.column ? sqlite3_value_double(weights[instance.column]) : 1.0;
-            // A match at an offset means the column has at least that many tokens and one more.
-            int &atLeast = m_lengthAtLeast[size_t(instance.column)];
-            atLeast = std::max(atLeast, instance.offset + 1);
             m_rowInstances.push_back(instance);
         }
         if (rc != SQLITE_OK)
             return rc;
-
-        int shortest = 0;
-        for (int atLeast : m_lengthAtLeast)
-            shortest += atLeast;
-        Candidate candidate;
-        candidate.rowid = rowid;
-        candidate.score = score(m_rowFrequency.data(), double(shortest));
-        if (m_cutoff && !better(candidate, *m_cutoff))
-            return SQLITE_OK;
-        candidate.frequencies = quint32(m_frequencies.size());
-        candidate.instances = quint32(m_instances.size());
-        candidate.instanceCount = quint32(m_rowInstances.size());
-        m_frequencies.insert(m_frequencies.end(), m_rowFrequency.begin(), m_rowFrequency.end());
-        m_instances.insert(m_instances.end(), m_rowInstances.begin(), m_rowInstances.end());
-        m_candidates.push_back(candidate);
-        if (qsizetype(m_candidates.size()) >= m_heldAtMost)
-            return compact();
-        return SQLITE_OK;
+        return addRow(rowid, weightCount, weights);
     }
+
+    void setGathering(PassageRanking::Gathering gathering) { m_gathering = gathering; }
+    bool complete() const { return !m_gaveUp; }
 
     std::optional<RankedPassage> next()
     {
@@ -163,38 +149,174 @@ public:
     }
 
 private:
-    // The table's average row length, each phrase's inverse document
-    // frequency worked out exactly as bm25 does, and the phrases' sizes.
-    int prepare(const Fts5ExtensionApi *api, Fts5Context *fts)
+    // The table's average row length and the phrases' sizes.
+    int prepareTable(const Fts5ExtensionApi *api, Fts5Context *fts)
     {
-        sqlite3_int64 rows = 0;
         sqlite3_int64 tokens = 0;
-        int rc = api->xRowCount(fts, &rows);
+        int rc = api->xRowCount(fts, &m_tableRows);
         if (rc == SQLITE_OK)
             rc = api->xColumnTotalSize(fts, -1, &tokens);
         if (rc != SQLITE_OK)
             return rc;
-        m_averageLength = double(tokens) / double(rows);
+        m_averageLength = double(tokens) / double(m_tableRows);
         const int phrases = api->xPhraseCount(fts);
         m_idf.assign(size_t(phrases), 0.0);
         m_phraseSizes.assign(size_t(phrases), 0);
+        for (int i = 0; i < phrases; ++i)
+            m_phraseSizes[size_t(i)] = api->xPhraseSize(fts, i);
         m_rowFrequency.assign(size_t(phrases), 0.0);
         m_lengthAtLeast.assign(size_t(api->xColumnCount(fts)), 0);
-        for (int i = 0; i < phrases; ++i) {
-            sqlite3_int64 hits = 0;
-            rc = api->xQueryPhrase(fts, i, &hits, [](const Fts5ExtensionApi *, Fts5Context *, void *count) {
-                ++*static_cast<sqlite3_int64 *>(count);
-                return SQLITE_OK;
+        return SQLITE_OK;
+    }
+
+    // A phrase's inverse document frequency from the number of rows that
+    // hold it, worked out exactly as bm25 does.
+    void setDocumentCount(int phrase, sqlite3_int64 hits)
+    {
+        double idf = std::log((double(m_tableRows - hits) + 0.5) / (double(hits) + 0.5));
+        if (idf <= 0.0)
+            idf = 1e-6;
+        m_idf[size_t(phrase)] = idf;
+    }
+
+    int countDocuments(const Fts5ExtensionApi *api, Fts5Context *fts, int phrase)
+    {
+        sqlite3_int64 hits = 0;
+        const int rc = api->xQueryPhrase(fts, phrase, &hits, [](const Fts5ExtensionApi *, Fts5Context *, void *count) {
+            ++*static_cast<sqlite3_int64 *>(count);
+            return SQLITE_OK;
+        });
+        if (rc == SQLITE_OK)
+            setDocumentCount(phrase, hits);
+        return rc;
+    }
+
+    // The rows of one phrase, with its instances, from a pass through the
+    // phrase alone.
+    struct PhraseRows
+    {
+        int phrase = 0;
+        sqlite3_int64 hits = 0; // rows of any owner
+        std::vector<qint64> rowids;
+        std::vector<quint32> firsts; // where each row's instances start
+        std::vector<PhraseInstance> instances;
+        size_t *held = nullptr; // rows and instances held over all phrases
+        size_t heldAtMost = 0;
+        bool full = false;
+    };
+
+    // Gathers the rows of every phrase, counting them for bm25 on the way,
+    // and puts each row together from the phrases it holds: for a match
+    // that is one phrase or phrases joined by OR, these are its rows.
+    int addEachPhrase(const Fts5ExtensionApi *api, Fts5Context *fts, int weightCount, sqlite3_value **weights)
+    {
+        m_prepared = true;
+        int rc = prepareTable(api, fts);
+        if (rc != SQLITE_OK)
+            return rc;
+        std::vector<PhraseRows> lists(m_idf.size());
+        size_t held = 0;
+        for (size_t i = 0; i < lists.size(); ++i) {
+            lists[i].phrase = int(i);
+            lists[i].held = &held;
+            lists[i].heldAtMost = heldInstancesAtMost();
+            rc = api->xQueryPhrase(fts, int(i), &lists[i], [](const Fts5ExtensionApi *api, Fts5Context *fts, void *data) {
+                auto &list = *static_cast<PhraseRows *>(data);
+                ++list.hits;
+                const qint64 rowid = api->xRowid(fts);
+                if (rowid <= 0)
+                    return SQLITE_OK; // not a file's
+                int count = 0;
+                int rc = api->xInstCount(fts, &count);
+                list.rowids.push_back(rowid);
+                list.firsts.push_back(quint32(list.instances.size()));
+                for (int j = 0; rc == SQLITE_OK && j < count; ++j) {
+                    PhraseInstance instance;
+                    rc = api->xInst(fts, j, &instance.phrase, &instance.column, &instance.offset);
+                    instance.phrase = list.phrase;
+                    list.instances.push_back(instance);
+                }
+                *list.held += size_t(count) + 1;
+                if (rc == SQLITE_OK && *list.held > list.heldAtMost) {
+                    list.full = true;
+                    return SQLITE_DONE; // ends the pass without an error
+                }
+                return rc;
             });
             if (rc != SQLITE_OK)
                 return rc;
-            double idf = std::log((double(rows - hits) + 0.5) / (double(hits) + 0.5));
-            if (idf <= 0.0)
-                idf = 1e-6;
-            m_idf[size_t(i)] = idf;
-            m_phraseSizes[size_t(i)] = api->xPhraseSize(fts, i);
+            if (lists[i].full) {
+                m_gaveUp = true;
+                return SQLITE_OK;
+            }
+            setDocumentCount(int(i), lists[i].hits);
         }
-        m_prepared = true;
+
+        // Rows in rowid order from all phrases at once, their instances in
+        // the order the match gives them: by column, offset and phrase.
+        std::vector<size_t> at(lists.size(), 0);
+        for (;;) {
+            qint64 rowid = 0;
+            bool any = false;
+            for (size_t i = 0; i < lists.size(); ++i) {
+                if (at[i] < lists[i].rowids.size() && (!any || lists[i].rowids[at[i]] < rowid)) {
+                    rowid = lists[i].rowids[at[i]];
+                    any = true;
+                }
+            }
+            if (!any)
+                break;
+            m_rowInstances.clear();
+            for (size_t i = 0; i < lists.size(); ++i) {
+                PhraseRows &list = lists[i];
+                if (at[i] >= list.rowids.size() || list.rowids[at[i]] != rowid)
+                    continue;
+                const quint32 first = list.firsts[at[i]];
+                const quint32 end = at[i] + 1 < list.firsts.size() ? list.firsts[at[i] + 1] : quint32(list.instances.size());
+                m_rowInstances.insert(m_rowInstances.end(), list.instances.begin() + first, list.instances.begin() + end);
+                ++at[i];
+            }
+            if (lists.size() > 1) {
+                std::sort(m_rowInstances.begin(), m_rowInstances.end(), [](const PhraseInstance &a, const PhraseInstance &b) {
+                    return std::tie(a.column, a.offset, a.phrase) < std::tie(b.column, b.offset, b.phrase);
+                });
+            }
+            if (const int rc = addRow(rowid, weightCount, weights); rc != SQLITE_OK)
+                return rc;
+        }
+        return SQLITE_OK;
+    }
+
+    // Keeps a row whose instances are in m_rowInstances, unless it can't be
+    // among the rows wanted.
+    int addRow(qint64 rowid, int weightCount, sqlite3_value **weights)
+    {
+        std::fill(m_rowFrequency.begin(), m_rowFrequency.end(), 0.0);
+        std::fill(m_lengthAtLeast.begin(), m_lengthAtLeast.end(), 0);
+        for (const PhraseInstance &instance : m_rowInstances) {
+            // Summed in the order bm25 sums them, so that the scores agree to the bit.
+            m_rowFrequency[size_t(instance.phrase)] +=
+                weightCount > instance.column ? sqlite3_value_double(weights[instance.column]) : 1.0;
+            // A match at an offset means the column has at least that many tokens and one more.
+            int &atLeast = m_lengthAtLeast[size_t(instance.column)];
+            atLeast = std::max(atLeast, instance.offset + 1);
+        }
+        int shortest = 0;
+        for (int atLeast : m_lengthAtLeast)
+            shortest += atLeast;
+        Candidate candidate;
+        candidate.rowid = rowid;
+        candidate.score = score(m_rowFrequency.data(), double(shortest));
+        if (m_cutoff && !better(candidate, *m_cutoff))
+            return SQLITE_OK;
+        candidate.frequencies = quint32(m_frequencies.size());
+        candidate.instances = quint32(m_instances.size());
+        candidate.instanceCount = quint32(m_rowInstances.size());
+        m_frequencies.insert(m_frequencies.end(), m_rowFrequency.begin(), m_rowFrequency.end());
+        m_instances.insert(m_instances.end(), m_rowInstances.begin(), m_rowInstances.end());
+        m_candidates.push_back(candidate);
+        if (qsizetype(m_candidates.size()) >= m_heldAtMost)
+            return compact();
         return SQLITE_OK;
     }
 
@@ -295,7 +417,14 @@ private:
     const qsizetype m_rowsWanted;
     const qsizetype m_heldAtMost;
 
+    // Gathering phrase by phrase holds all rows before any is let go; past
+    // this many rows and instances it gives up for gathering row by row.
+    size_t heldInstancesAtMost() const { return size_t(m_heldAtMost) * 32; }
+
+    PassageRanking::Gathering m_gathering = PassageRanking::Gathering::rowByRow;
+    bool m_gaveUp = false;
     bool m_prepared = false;
+    sqlite3_int64 m_tableRows = 0;
     double m_averageLength = 0;
     std::vector<double> m_idf; // by phrase
     std::vector<int> m_phraseSizes;
@@ -319,16 +448,16 @@ private:
 
 // The ranking whose statement runs on this thread. A statement runs to its
 // end on the thread that steps it, so passage_rank finds its ranking here.
-thread_local RankState *gathering = nullptr;
+thread_local RankState *rankingOnThisThread = nullptr;
 
 void passageRank(const Fts5ExtensionApi *api, Fts5Context *fts, sqlite3_context *context, int count,
                  sqlite3_value **values)
 {
-    if (!gathering) {
+    if (!rankingOnThisThread) {
         sqlite3_result_error(context, "passage_rank runs only inside a passage ranking", -1);
         return;
     }
-    if (const int rc = gathering->add(api, fts, count, values); rc != SQLITE_OK) {
+    if (const int rc = rankingOnThisThread->add(api, fts, count, values); rc != SQLITE_OK) {
         sqlite3_result_error_code(context, rc);
         return;
     }
@@ -349,14 +478,20 @@ PassageRanking::PassageRanking(SQLiteDatabase &db, qsizetype rowsWanted, qsizety
 
 PassageRanking::~PassageRanking() = default;
 
-void PassageRanking::gather(const QString &sql, const SQLBindings &bindings)
+void PassageRanking::gather(const QString &sql, const SQLBindings &bindings, Gathering gathering)
 {
+    d->setGathering(gathering);
     struct Scope
     {
-        explicit Scope(RankState *state) { gathering = state; }
-        ~Scope() { gathering = nullptr; }
+        explicit Scope(RankState *state) { rankingOnThisThread = state; }
+        ~Scope() { rankingOnThisThread = nullptr; }
     } scope(d.get());
     d->db().stepThrough(sql, bindings);
+}
+
+bool PassageRanking::complete() const
+{
+    return d->complete();
 }
 
 std::optional<RankedPassage> PassageRanking::next()

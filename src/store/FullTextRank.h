@@ -41,17 +41,34 @@ class PassageRanking
 public:
     // rowsWanted: how many rows next() will be asked for at most. Rows that
     // can't be among that many best are let go while gathering, so that
-    // memory stays bounded by heldAtMost rows whatever the match.
+    // memory stays bounded by heldAtMost rows whatever the match (and 32
+    // times as many rows and phrase instances while gathering phrase by
+    // phrase).
     explicit PassageRanking(SQLiteDatabase &db, qsizetype rowsWanted, qsizetype heldAtMost = 1 << 16);
     ~PassageRanking();
     PassageRanking(const PassageRanking &) = delete;
     PassageRanking &operator=(const PassageRanking &) = delete;
 
+    enum class Gathering {
+        // passage_rank takes each row it is called for.
+        rowByRow,
+        // The first call of passage_rank takes every row of the match with
+        // a positive rowid (a file's passage), going through each phrase's
+        // rows once, as bm25 must anyway to count them, rather than through
+        // the match's rows as well. Only for a match that is one phrase or
+        // phrases joined by OR, and a statement with no other condition,
+        // which may end after its first row.
+        phraseByPhrase,
+    };
+
     // Runs a statement over the passages table that evaluates
-    // passage_rank(passages, weights...) once for each row to rank, such as
+    // passage_rank(passages, weights...) for the rows to rank, such as
     // SELECT passage_rank(passages, 6.0, 1.0) FROM passages WHERE ...
     // Throws SQLiteError.
-    void gather(const QString &sql, const SQLBindings &bindings);
+    void gather(const QString &sql, const SQLBindings &bindings, Gathering gathering = Gathering::rowByRow);
+    // False when gathering phrase by phrase met too many rows to hold and
+    // gave up: gather row by row then.
+    bool complete() const;
 
     // The next best row, or nothing when all rows are out. Throws
     // SQLiteError when a row's length can't be read.

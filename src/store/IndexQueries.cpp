@@ -289,27 +289,17 @@ QList<PassageHit> IndexStore::searchPassages(const QString &match, const QString
 
 QList<FileHit> IndexStore::searchFiles(const QString &match, const FileFilter &filter, int limit) const
 {
-    // Only files' passages have positive rowids, (file id << 12) + ord, so
-    // the join and the filter need nothing of a passage but its rowid. Every
-    // row that passes the filter is gathered in one pass; the ranking then
-    // gives them out best first, reading few rows' lengths.
     const CompiledFilter compiled = compileFilter(filter);
-    const auto statement = [&](const QString &join) {
-        return QStringLiteral("SELECT passage_rank(passages, 6.0, 1.0) FROM passages p ") + join
-            + QStringLiteral(" WHERE passages MATCH ? AND p.rowid > 0 AND ") + compiled.clause;
-    };
-    const QString joined = statement(QStringLiteral("JOIN files f ON f.id = p.rowid / %1").arg(maxPassagesPerFile));
     // Without a filter, the join only leaves out passages whose file is
     // gone, as a file deleted while its text was being stored can leave.
     // Skipping it saves a lookup a row; when the hits' files show such a
     // passage among the rows read, the joined statement runs after all.
     const bool unfiltered = compiled.clause == QLatin1String("1");
-
     return m_db->readTransaction([&] {
-        RankedFiles ranked = rankFiles(unfiltered ? statement(QString()) : joined, match, compiled.bindings, limit);
+        RankedFiles ranked = rankFiles(unfiltered ? RankPlan::unjoined : RankPlan::joined, match, compiled, limit);
         QHash<qint64, FileRecord> files = records(ranked.fileIDs());
         if (files.size() < ranked.hits.size()) {
-            ranked = rankFiles(joined, match, compiled.bindings, limit);
+            ranked = rankFiles(RankPlan::joined, match, compiled, limit);
             files = records(ranked.fileIDs());
         }
         for (FileHit &hit : ranked.hits)
@@ -319,6 +309,18 @@ QList<FileHit> IndexStore::searchFiles(const QString &match, const FileFilter &f
     });
 }
 
+namespace {
+
+// Whether a match is one phrase or phrases joined by OR, as the search
+// engine's any-word expressions and one-word requests are.
+bool isDisjunction(const QString &match)
+{
+    static const QRegularExpression phrases(QStringLiteral(R"(^\(?"[^"]*"\*?(?: OR "[^"]*"\*?)*\)?$)"));
+    return phrases.match(match).hasMatch();
+}
+
+} // namespace
+
 QList<qint64> IndexStore::RankedFiles::fileIDs() const
 {
     QList<qint64> ids;
@@ -327,13 +329,32 @@ QList<qint64> IndexStore::RankedFiles::fileIDs() const
     return ids;
 }
 
-IndexStore::RankedFiles IndexStore::rankFiles(const QString &sql, const QString &match, const SQLBindings &filterBindings,
+IndexStore::RankedFiles IndexStore::rankFiles(RankPlan plan, const QString &match, const CompiledFilter &filter,
                                               int limit) const
 {
     // A file has many passages, hence up to six rows a hit.
     const qint64 rowsAtMost = qint64(std::max(limit, 0)) * 6;
     PassageRanking ranking(*m_db, rowsAtMost);
-    ranking.gather(sql, SQLBindings{match} + filterBindings);
+    // Every row that passes the filter is gathered in one pass, then given
+    // out best first. Only files' passages have positive rowids, (file id
+    // << 12) + ord, so the join and the filter need nothing of a passage
+    // but its rowid. With no filter, a match of phrases joined by OR is
+    // gathered phrase by phrase, in the passes that count each phrase's
+    // rows.
+    bool gathered = false;
+    if (plan == RankPlan::unjoined && isDisjunction(match)) {
+        ranking.gather(QStringLiteral("SELECT passage_rank(passages, 6.0, 1.0) FROM passages WHERE passages MATCH ? LIMIT 1"),
+                       {match}, PassageRanking::Gathering::phraseByPhrase);
+        gathered = ranking.complete();
+    }
+    if (!gathered) {
+        const QString join = plan == RankPlan::joined
+            ? QStringLiteral("JOIN files f ON f.id = p.rowid / %1").arg(maxPassagesPerFile)
+            : QString();
+        ranking.gather(QStringLiteral("SELECT passage_rank(passages, 6.0, 1.0) FROM passages p ") + join
+                           + QStringLiteral(" WHERE passages MATCH ? AND p.rowid > 0 AND ") + filter.clause,
+                       SQLBindings{match} + filter.bindings);
+    }
 
     // One hit a file, from its best row; the file's later rows are kept in
     // order, as they may lend it a snippet.

@@ -13,6 +13,7 @@
 
 #include <memory>
 
+struct CompiledFilter;
 struct FileFilter;
 struct FileHit;
 enum class FileSort;
@@ -225,8 +226,13 @@ private:
         QList<int> phraseSizes; // of the match's phrases
         QList<qint64> fileIDs() const;
     };
-    // Runs a ranking statement of searchFiles and folds its rows to files.
-    RankedFiles rankFiles(const QString &sql, const QString &match, const SQLBindings &filterBindings, int limit) const;
+    // How searchFiles reaches the rows that pass its filter.
+    enum class RankPlan {
+        unjoined, // no filter: every passage of a file
+        joined, // through the files table
+    };
+    // Ranks the rows of the match that pass the filter and folds them to files.
+    RankedFiles rankFiles(RankPlan plan, const QString &match, const CompiledFilter &filter, int limit) const;
     // Gives each hit the snippet of the first of its passages, in order,
     // whose snippet for the match marks a word, if any does.
     void lendSnippets(RankedFiles &ranked) const;

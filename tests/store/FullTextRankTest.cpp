@@ -58,6 +58,12 @@ protected:
                                                "VALUES(?, ?, ?, 'file', ?, 0)"),
                                 {row, title.join(u' '), body, QString::number(row)});
             }
+            // Other owners' passages, at negative rowids: counted by bm25,
+            // never ranked here.
+            for (int row = 1; row <= 40; ++row)
+                store->db().run(QStringLiteral("INSERT INTO passages(rowid, title, body, owner_type, owner_id, ord) "
+                                               "VALUES(?, '', 'lease invoice tax return', 'meeting', 'm', ?)"),
+                                {-row, row});
         });
     }
 
@@ -65,20 +71,28 @@ protected:
     {
         QList<Ranked> out;
         const QString sql = QStringLiteral("SELECT rowid, bm25(passages, 6.0, 1.0) AS score FROM passages "
-                                           "WHERE passages MATCH ? AND %1 ORDER BY score, rowid LIMIT ?")
+                                           "WHERE passages MATCH ? AND rowid > 0 AND %1 ORDER BY score, rowid LIMIT ?")
                                 .arg(filter);
         for (const SQLRow &row : store->db().query(sql, {match, rows}))
             out.append(Ranked{row.integer(0).value_or(0), row.real(1).value_or(0)});
         return out;
     }
 
-    QList<RankedPassage> ranking(const QString &match, const QString &filter, int rows, qsizetype heldAtMost)
+    // Gathered row by row under the filter, or, with no filter, phrase by
+    // phrase.
+    QList<RankedPassage> ranking(const QString &match, const QString &filter, int rows, qsizetype heldAtMost,
+                                 PassageRanking::Gathering gathering = PassageRanking::Gathering::rowByRow)
     {
         PassageRanking ranking(store->db(), rows, heldAtMost);
-        ranking.gather(QStringLiteral("SELECT passage_rank(passages, 6.0, 1.0) FROM passages "
-                                      "WHERE passages MATCH ? AND %1")
-                           .arg(filter),
-                       {match});
+        if (gathering == PassageRanking::Gathering::phraseByPhrase)
+            ranking.gather(QStringLiteral("SELECT passage_rank(passages, 6.0, 1.0) FROM passages WHERE passages MATCH ? LIMIT 1"),
+                           {match}, gathering);
+        else
+            ranking.gather(QStringLiteral("SELECT passage_rank(passages, 6.0, 1.0) FROM passages "
+                                          "WHERE passages MATCH ? AND rowid > 0 AND %1")
+                               .arg(filter),
+                           {match});
+        complete = ranking.complete();
         phraseSizes = ranking.phraseSizes();
         QList<RankedPassage> out;
         while (out.size() < rows) {
@@ -90,20 +104,22 @@ protected:
         return out;
     }
 
-    QList<Ranked> ranked(const QString &match, const QString &filter, int rows, qsizetype heldAtMost = 1 << 16)
+    QList<Ranked> ranked(const QString &match, const QString &filter, int rows, qsizetype heldAtMost = 1 << 16,
+                         PassageRanking::Gathering gathering = PassageRanking::Gathering::rowByRow)
     {
         QList<Ranked> out;
-        for (const RankedPassage &passage : ranking(match, filter, rows, heldAtMost))
+        for (const RankedPassage &passage : ranking(match, filter, rows, heldAtMost, gathering))
             out.append(Ranked{passage.rowid, passage.score});
         return out;
     }
 
     std::unique_ptr<IndexStore> store;
     QList<int> phraseSizes;
+    bool complete = false;
 };
 
-const QStringList matches{R"("lease")", R"("leas"*)", R"(("lease" OR "invoice"))", R"("lease" AND "invoice")",
-                          R"(("tax return" OR "invoice"))"};
+const QStringList disjunctions{R"("lease")", R"("leas"*)", R"(("lease" OR "invoice"))", R"(("tax return" OR "invoice"))"};
+const QStringList matches = disjunctions + QStringList{R"("lease" AND "invoice")"};
 
 TEST_F(FullTextRankTest, RowsAndScoresAreThoseOfBm25)
 {
@@ -117,9 +133,25 @@ TEST_F(FullTextRankTest, RowsAndScoresAreThoseOfBm25)
                 // Holding few rows while gathering lets go of the rows
                 // that can't make it, and only those.
                 EXPECT_EQ(ranked(match, filter, rows, 8), expected);
+                if (disjunctions.contains(match) && filter == QLatin1String("1")) {
+                    EXPECT_EQ(ranked(match, filter, rows, 1 << 16, PassageRanking::Gathering::phraseByPhrase), expected);
+                    EXPECT_TRUE(complete);
+                }
             }
         }
     }
+}
+
+TEST_F(FullTextRankTest, GatheringPhraseByPhraseGivesUpPastWhatItMayHold)
+{
+    const auto byPhrase = PassageRanking::Gathering::phraseByPhrase;
+    EXPECT_FALSE(ranked(R"(("lease" OR "invoice"))", "1", 5, 64, byPhrase).isEmpty());
+    EXPECT_TRUE(complete);
+    // Holding 10 rows at most (twice the rows wanted) allows 320 rows and
+    // instances phrase by phrase; "the" alone has more.
+    EXPECT_TRUE(ranked(R"(("the" OR "of"))", "1", 5, 8, byPhrase).isEmpty());
+    EXPECT_FALSE(complete);
+    EXPECT_EQ(ranked(R"(("the" OR "of"))", "1", 5, 8), bm25(R"(("the" OR "of"))", "1", 5));
 }
 
 TEST_F(FullTextRankTest, APhraselessStatementOrOneOutsideARankingGivesNothingOrFails)
@@ -144,8 +176,11 @@ TEST_F(FullTextRankTest, SnippetsAreThoseOfTheTablesSnippetFunction)
                                 "WHERE passages MATCH ?"),
                  {match}))
             expected.insert(row.integer(0).value_or(0), {row.string(1).value_or(QString()), row.string(2).value_or(QString())});
-        const QList<RankedPassage> passages = ranking(match, "1", 1000, 1 << 16);
+        expected.removeIf([](const auto &row) { return row.key() <= 0; });
+        QList<RankedPassage> passages = ranking(match, "1", 1000, 1 << 16);
         ASSERT_EQ(passages.size(), expected.size());
+        if (!match.contains(QStringLiteral(" AND ")))
+            passages += ranking(match, "1", 1000, 1 << 16, PassageRanking::Gathering::phraseByPhrase);
         for (const RankedPassage &passage : passages) {
             const auto &[text, snippet] = expected.value(passage.rowid);
             EXPECT_EQ(snippets.snippet(text, 1, passage.instances, phraseSizes, shape).toStdString(), snippet.toStdString())
