@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 #include <mutex>
 #include <tuple>
 #include <vector>
@@ -56,19 +57,83 @@ int readVarint(const unsigned char *bytes, int available, quint64 &value)
     return 0;
 }
 
+// The rows of one phrase, with its instances, from a pass through the
+// phrase alone.
+struct PhraseRows
+{
+    int phrase = 0;
+    sqlite3_int64 hits = 0; // rows of any owner
+    std::vector<qint64> rowids;
+    std::vector<quint32> firsts; // where each row's instances start
+    std::vector<PhraseInstance> instances;
+    size_t *held = nullptr; // rows and instances held over all phrases
+    size_t heldAtMost = 0;
+    bool full = false;
+
+    void clear(int phraseIndex)
+    {
+        phrase = phraseIndex;
+        hits = 0;
+        rowids.clear();
+        firsts.clear();
+        instances.clear();
+        full = false;
+    }
+};
+
+// A ranking's working memory. Fresh memory costs a page fault a page, as
+// much as gathering a few rows, so a thread keeps the memory of its last
+// ranking for its next, up to a bound.
+struct Buffers
+{
+    std::vector<Candidate> candidates; // while giving out: a heap, best on top
+    std::vector<Candidate> resolved; // exact rows not yet given out; a heap, best on top
+    std::vector<double> frequencies;
+    std::vector<PhraseInstance> instances;
+    std::vector<PhraseRows> phrases;
+
+    static constexpr size_t keptAtMost = 16 << 20; // bytes
+
+    size_t capacity() const
+    {
+        size_t bytes = candidates.capacity() * sizeof(Candidate) + resolved.capacity() * sizeof(Candidate)
+            + frequencies.capacity() * sizeof(double) + instances.capacity() * sizeof(PhraseInstance);
+        for (const PhraseRows &list : phrases)
+            bytes += list.rowids.capacity() * sizeof(qint64) + list.firsts.capacity() * sizeof(quint32)
+                + list.instances.capacity() * sizeof(PhraseInstance);
+        return bytes;
+    }
+    void clear()
+    {
+        candidates.clear();
+        resolved.clear();
+        frequencies.clear();
+        instances.clear();
+        for (PhraseRows &list : phrases)
+            list.clear(0);
+    }
+};
+
+thread_local std::unique_ptr<Buffers> spareBuffers;
+
 // The rows of one ranking: gathered row by row from inside the statement,
 // then given out best first.
 class RankState
 {
 public:
     RankState(SQLiteDatabase &db, qsizetype rowsWanted, qsizetype heldAtMost)
-        : m_db(db)
+        : m_buffers(spareBuffers ? std::move(spareBuffers) : std::make_unique<Buffers>())
+        , m_db(db)
         , m_rowsWanted(std::max<qsizetype>(rowsWanted, 1))
         , m_heldAtMost(std::max(heldAtMost, 2 * m_rowsWanted))
     {
     }
     ~RankState()
     {
+        if (m_buffers->capacity() <= Buffers::keptAtMost) {
+            m_buffers->clear();
+            spareBuffers = std::move(m_buffers);
+        }
         if (m_lengthStatement) {
             std::lock_guard guard(m_db.lock());
             sqlite3_finalize(m_lengthStatement);
@@ -87,7 +152,7 @@ public:
             return addEachPhrase(api, fts, weightCount, weights);
         }
         if (!m_prepared) {
-            int rc = prepareTable(api, fts);
+            int rc = prepareTable(api, fts, weightCount, weights);
             for (int i = 0; rc == SQLITE_OK && i < int(m_idf.size()); ++i)
                 rc = countDocuments(api, fts, i);
             if (rc != SQLITE_OK)
@@ -101,17 +166,17 @@ public:
         m_hasLast = true;
         m_lastRowid = rowid;
 
-        m_rowInstances.clear();
+        const quint32 first = quint32(m_instances.size());
         int count = 0;
         int rc = api->xInstCount(fts, &count);
         for (int i = 0; rc == SQLITE_OK && i < count; ++i) {
             PhraseInstance instance;
             rc = api->xInst(fts, i, &instance.phrase, &instance.column, &instance.offset);
-            m_rowInstances.push_back(instance);
+            m_instances.push_back(instance);
         }
         if (rc != SQLITE_OK)
             return rc;
-        return addRow(rowid, weightCount, weights);
+        return addRow(rowid, first, quint32(count));
     }
 
     void setGathering(PassageRanking::Gathering gathering) { m_gathering = gathering; }
@@ -145,12 +210,17 @@ public:
         passage.score = best.score;
         passage.instances = QList<PhraseInstance>(m_instances.begin() + best.instances,
                                                   m_instances.begin() + best.instances + best.instanceCount);
+        // In the order the match gives them: by column, offset and phrase.
+        std::sort(passage.instances.begin(), passage.instances.end(), [](const PhraseInstance &a, const PhraseInstance &b) {
+            return std::tie(a.column, a.offset, a.phrase) < std::tie(b.column, b.offset, b.phrase);
+        });
         return passage;
     }
 
 private:
-    // The table's average row length and the phrases' sizes.
-    int prepareTable(const Fts5ExtensionApi *api, Fts5Context *fts)
+    // The table's average row length, the phrases' sizes and the columns'
+    // weights.
+    int prepareTable(const Fts5ExtensionApi *api, Fts5Context *fts, int weightCount, sqlite3_value **weights)
     {
         sqlite3_int64 tokens = 0;
         int rc = api->xRowCount(fts, &m_tableRows);
@@ -166,6 +236,9 @@ private:
             m_phraseSizes[size_t(i)] = api->xPhraseSize(fts, i);
         m_rowFrequency.assign(size_t(phrases), 0.0);
         m_lengthAtLeast.assign(size_t(api->xColumnCount(fts)), 0);
+        m_columnWeights.assign(m_lengthAtLeast.size(), 1.0);
+        for (int i = 0; i < weightCount && i < int(m_columnWeights.size()); ++i)
+            m_columnWeights[size_t(i)] = sqlite3_value_double(weights[i]);
         return SQLITE_OK;
     }
 
@@ -191,33 +264,20 @@ private:
         return rc;
     }
 
-    // The rows of one phrase, with its instances, from a pass through the
-    // phrase alone.
-    struct PhraseRows
-    {
-        int phrase = 0;
-        sqlite3_int64 hits = 0; // rows of any owner
-        std::vector<qint64> rowids;
-        std::vector<quint32> firsts; // where each row's instances start
-        std::vector<PhraseInstance> instances;
-        size_t *held = nullptr; // rows and instances held over all phrases
-        size_t heldAtMost = 0;
-        bool full = false;
-    };
-
     // Gathers the rows of every phrase, counting them for bm25 on the way,
     // and puts each row together from the phrases it holds: for a match
     // that is one phrase or phrases joined by OR, these are its rows.
     int addEachPhrase(const Fts5ExtensionApi *api, Fts5Context *fts, int weightCount, sqlite3_value **weights)
     {
         m_prepared = true;
-        int rc = prepareTable(api, fts);
+        int rc = prepareTable(api, fts, weightCount, weights);
         if (rc != SQLITE_OK)
             return rc;
-        std::vector<PhraseRows> lists(m_idf.size());
+        std::vector<PhraseRows> &lists = m_buffers->phrases;
+        lists.resize(m_idf.size());
         size_t held = 0;
         for (size_t i = 0; i < lists.size(); ++i) {
-            lists[i].phrase = int(i);
+            lists[i].clear(int(i));
             lists[i].held = &held;
             lists[i].heldAtMost = heldInstancesAtMost();
             rc = api->xQueryPhrase(fts, int(i), &lists[i], [](const Fts5ExtensionApi *api, Fts5Context *fts, void *data) {
@@ -252,8 +312,35 @@ private:
             setDocumentCount(int(i), lists[i].hits);
         }
 
-        // Rows in rowid order from all phrases at once, their instances in
-        // the order the match gives them: by column, offset and phrase.
+        // Room for every row at once: growing while adding would copy
+        // what is held, and fresh memory costs a fault a page.
+        size_t rows = 0;
+        size_t instances = 0;
+        for (const PhraseRows &list : lists) {
+            rows += list.rowids.size();
+            instances += list.instances.size();
+        }
+        m_candidates.reserve(std::min(rows, size_t(m_heldAtMost)));
+        m_frequencies.reserve(std::min(rows, size_t(m_heldAtMost)) * lists.size());
+
+        // One phrase: its rows are the match's, its instances stay where they are.
+        if (lists.size() == 1) {
+            PhraseRows &list = lists.front();
+            std::swap(m_instances, list.instances);
+            m_instancesInPlace = true;
+            for (size_t at = 0; at < list.rowids.size(); ++at) {
+                const quint32 first = list.firsts[at];
+                const quint32 end = at + 1 < list.firsts.size() ? list.firsts[at + 1] : quint32(m_instances.size());
+                if (const int rc = addRow(list.rowids[at], first, end - first); rc != SQLITE_OK)
+                    return rc;
+            }
+            return SQLITE_OK;
+        }
+
+        // Rows in rowid order from all phrases at once, each with its
+        // phrases' instances one phrase after another; they are put in the
+        // match's order for the rows given out.
+        m_instances.reserve(instances);
         std::vector<size_t> at(lists.size(), 0);
         for (;;) {
             qint64 rowid = 0;
@@ -266,37 +353,32 @@ private:
             }
             if (!any)
                 break;
-            m_rowInstances.clear();
+            const quint32 first = quint32(m_instances.size());
             for (size_t i = 0; i < lists.size(); ++i) {
                 PhraseRows &list = lists[i];
                 if (at[i] >= list.rowids.size() || list.rowids[at[i]] != rowid)
                     continue;
-                const quint32 first = list.firsts[at[i]];
-                const quint32 end = at[i] + 1 < list.firsts.size() ? list.firsts[at[i] + 1] : quint32(list.instances.size());
-                m_rowInstances.insert(m_rowInstances.end(), list.instances.begin() + first, list.instances.begin() + end);
+                const quint32 from = list.firsts[at[i]];
+                const quint32 to = at[i] + 1 < list.firsts.size() ? list.firsts[at[i] + 1] : quint32(list.instances.size());
+                m_instances.insert(m_instances.end(), list.instances.begin() + from, list.instances.begin() + to);
                 ++at[i];
             }
-            if (lists.size() > 1) {
-                std::sort(m_rowInstances.begin(), m_rowInstances.end(), [](const PhraseInstance &a, const PhraseInstance &b) {
-                    return std::tie(a.column, a.offset, a.phrase) < std::tie(b.column, b.offset, b.phrase);
-                });
-            }
-            if (const int rc = addRow(rowid, weightCount, weights); rc != SQLITE_OK)
+            if (const int rc = addRow(rowid, first, quint32(m_instances.size()) - first); rc != SQLITE_OK)
                 return rc;
         }
         return SQLITE_OK;
     }
 
-    // Keeps a row whose instances are in m_rowInstances, unless it can't be
-    // among the rows wanted.
-    int addRow(qint64 rowid, int weightCount, sqlite3_value **weights)
+    // Keeps a row whose instances are the count in m_instances from
+    // first, unless it can't be among the rows wanted.
+    int addRow(qint64 rowid, quint32 first, quint32 count)
     {
         std::fill(m_rowFrequency.begin(), m_rowFrequency.end(), 0.0);
         std::fill(m_lengthAtLeast.begin(), m_lengthAtLeast.end(), 0);
-        for (const PhraseInstance &instance : m_rowInstances) {
-            // Summed in the order bm25 sums them, so that the scores agree to the bit.
-            m_rowFrequency[size_t(instance.phrase)] +=
-                weightCount > instance.column ? sqlite3_value_double(weights[instance.column]) : 1.0;
+        for (quint32 i = first; i < first + count; ++i) {
+            const PhraseInstance &instance = m_instances[i];
+            // Each phrase's in the order bm25 sums them, so that the scores agree to the bit.
+            m_rowFrequency[size_t(instance.phrase)] += m_columnWeights[size_t(instance.column)];
             // A match at an offset means the column has at least that many tokens and one more.
             int &atLeast = m_lengthAtLeast[size_t(instance.column)];
             atLeast = std::max(atLeast, instance.offset + 1);
@@ -307,13 +389,15 @@ private:
         Candidate candidate;
         candidate.rowid = rowid;
         candidate.score = score(m_rowFrequency.data(), double(shortest));
-        if (m_cutoff && !better(candidate, *m_cutoff))
+        if (m_cutoff && !better(candidate, *m_cutoff)) {
+            if (first + count == m_instances.size())
+                m_instances.resize(first); // the row's instances go with it
             return SQLITE_OK;
+        }
         candidate.frequencies = quint32(m_frequencies.size());
-        candidate.instances = quint32(m_instances.size());
-        candidate.instanceCount = quint32(m_rowInstances.size());
+        candidate.instances = first;
+        candidate.instanceCount = count;
         m_frequencies.insert(m_frequencies.end(), m_rowFrequency.begin(), m_rowFrequency.end());
-        m_instances.insert(m_instances.end(), m_rowInstances.begin(), m_rowInstances.end());
         m_candidates.push_back(candidate);
         if (qsizetype(m_candidates.size()) >= m_heldAtMost)
             return compact();
@@ -403,16 +487,20 @@ private:
             const auto from = m_frequencies.begin() + candidate.frequencies;
             candidate.frequencies = quint32(frequencies.size());
             frequencies.insert(frequencies.end(), from, from + qsizetype(phrases));
+            if (m_instancesInPlace)
+                continue;
             const auto first = m_instances.begin() + candidate.instances;
             candidate.instances = quint32(instances.size());
             instances.insert(instances.end(), first, first + candidate.instanceCount);
         }
         m_candidates = std::move(kept);
         m_frequencies = std::move(frequencies);
-        m_instances = std::move(instances);
+        if (!m_instancesInPlace)
+            m_instances = std::move(instances);
         return SQLITE_OK;
     }
 
+    std::unique_ptr<Buffers> m_buffers;
     SQLiteDatabase &m_db;
     const qsizetype m_rowsWanted;
     const qsizetype m_heldAtMost;
@@ -429,20 +517,23 @@ private:
     std::vector<double> m_idf; // by phrase
     std::vector<int> m_phraseSizes;
 
+    std::vector<double> m_columnWeights; // as the statement gives them, 1 for the rest
     // The current row's.
     std::vector<double> m_rowFrequency; // by phrase
     std::vector<int> m_lengthAtLeast; // by column
-    std::vector<PhraseInstance> m_rowInstances;
     qint64 m_lastRowid = 0;
     bool m_hasLast = false;
 
-    std::vector<Candidate> m_candidates; // while giving out: a heap, best on top
-    std::vector<double> m_frequencies;
-    std::vector<PhraseInstance> m_instances;
+    std::vector<Candidate> &m_candidates = m_buffers->candidates;
+    std::vector<double> &m_frequencies = m_buffers->frequencies;
+    std::vector<PhraseInstance> &m_instances = m_buffers->instances;
+    // Whether m_instances holds rows yet to be added as well, in place, so
+    // that letting rows go must leave it as it is.
+    bool m_instancesInPlace = false;
     std::optional<Candidate> m_cutoff; // a row must be better to be kept
 
     bool m_emitting = false;
-    std::vector<Candidate> m_resolved; // exact rows not yet given out; a heap, best on top
+    std::vector<Candidate> &m_resolved = m_buffers->resolved;
     sqlite3_stmt *m_lengthStatement = nullptr;
 };
 
