@@ -4,7 +4,7 @@
 
 #include "search/SearchQuery.h"
 #include "store/FullTextRank.h"
-#include "store/PassageSnippet.h"
+#include "store/PassageSnippets.h"
 
 #include <QRegularExpression>
 #include <QSet>

@@ -342,64 +342,57 @@ void bindAll(sqlite3 *db, sqlite3_stmt *stmt, const SQLBindings &bindings)
 
 } // namespace
 
-int SQLiteDatabase::run(const QString &sql, const SQLBindings &bindings)
+void SQLiteDatabase::stepRows(const QString &sql, const SQLBindings &bindings, qint64 rowsAtMost,
+                              const std::function<void(sqlite3_stmt *)> &onRow)
 {
     std::lock_guard guard(m_lock);
     CachedStatement stmt(*this, sql);
     if (stmt.prepareCode() != SQLITE_OK)
         throw lastError(stmt.prepareCode());
     bindAll(m_handle, stmt.get(), bindings);
-    const int code = sqlite3_step(stmt.get());
-    if (code != SQLITE_ROW && code != SQLITE_DONE)
-        throw lastError(code);
+    for (qint64 rows = 0; rowsAtMost < 0 || rows < rowsAtMost; ++rows) {
+        const int code = sqlite3_step(stmt.get());
+        if (code == SQLITE_DONE)
+            return;
+        if (code != SQLITE_ROW)
+            throw lastError(code);
+        if (onRow)
+            onRow(stmt.get());
+    }
+}
+
+int SQLiteDatabase::run(const QString &sql, const SQLBindings &bindings)
+{
+    std::lock_guard guard(m_lock);
+    stepRows(sql, bindings, 1, {});
     return sqlite3_changes(m_handle);
 }
 
 QList<SQLRow> SQLiteDatabase::query(const QString &sql, const SQLBindings &bindings)
 {
-    std::lock_guard guard(m_lock);
-    CachedStatement stmt(*this, sql);
-    if (stmt.prepareCode() != SQLITE_OK)
-        throw lastError(stmt.prepareCode());
-    bindAll(m_handle, stmt.get(), bindings);
-
-    const int count = sqlite3_column_count(stmt.get());
-    auto columns = std::make_shared<QHash<QString, int>>();
-    for (int i = 0; i < count; ++i)
-        columns->insert(QString::fromUtf8(sqlite3_column_name(stmt.get(), i)), i); // later index wins
-
+    std::shared_ptr<QHash<QString, int>> columns;
     QList<SQLRow> rows;
-    for (;;) {
-        const int code = sqlite3_step(stmt.get());
-        if (code == SQLITE_DONE)
-            break;
-        if (code != SQLITE_ROW)
-            throw lastError(code);
+    stepRows(sql, bindings, -1, [&](sqlite3_stmt *stmt) {
+        const int count = sqlite3_column_count(stmt);
+        if (!columns) {
+            columns = std::make_shared<QHash<QString, int>>();
+            for (int i = 0; i < count; ++i)
+                columns->insert(QString::fromUtf8(sqlite3_column_name(stmt, i)), i); // later index wins
+        }
         QList<SQLValue> values;
         values.reserve(count);
         for (int i = 0; i < count; ++i)
-            values.append(columnValue(stmt.get(), i));
+            values.append(columnValue(stmt, i));
         rows.append(SQLRow(columns, std::move(values)));
-    }
+    });
     return rows;
 }
 
 qint64 SQLiteDatabase::stepThrough(const QString &sql, const SQLBindings &bindings)
 {
-    std::lock_guard guard(m_lock);
-    CachedStatement stmt(*this, sql);
-    if (stmt.prepareCode() != SQLITE_OK)
-        throw lastError(stmt.prepareCode());
-    bindAll(m_handle, stmt.get(), bindings);
     qint64 rows = 0;
-    for (;;) {
-        const int code = sqlite3_step(stmt.get());
-        if (code == SQLITE_DONE)
-            return rows;
-        if (code != SQLITE_ROW)
-            throw lastError(code);
-        ++rows;
-    }
+    stepRows(sql, bindings, -1, [&](sqlite3_stmt *) { ++rows; });
+    return rows;
 }
 
 SQLValue SQLiteDatabase::scalar(const QString &sql, const SQLBindings &bindings)

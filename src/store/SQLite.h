@@ -9,6 +9,7 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -200,6 +201,11 @@ private:
 
     class CachedStatement;
     friend class CachedStatement;
+
+    // Prepares (or reuses) and binds a statement, then steps it up to
+    // rowsAtMost rows (all with -1), calling onRow, if given, on each.
+    void stepRows(const QString &sql, const SQLBindings &bindings, qint64 rowsAtMost,
+                  const std::function<void(sqlite3_stmt *)> &onRow);
 
     void rollbackQuietly();
     void finalizeStatements();

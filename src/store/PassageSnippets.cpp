@@ -1,4 +1,4 @@
-#include "store/PassageSnippet.h"
+#include "store/PassageSnippets.h"
 
 #include <sqlite3.h>
 
