@@ -2,7 +2,7 @@
 // snippets without running the match again: the rows, the scores and the
 // snippets must be those the full-text table's own bm25() and snippet() give.
 #include "store/IndexStore.h"
-#include "store/PassageSnippet.h"
+#include "store/PassageSnippets.h"
 
 #include <gtest/gtest.h>
 
