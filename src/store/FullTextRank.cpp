@@ -116,8 +116,8 @@ struct Buffers
 
 thread_local std::unique_ptr<Buffers> spareBuffers;
 
-// The rows of one ranking: gathered row by row from inside the statement,
-// then given out best first.
+// The rows of one ranking: gathered from inside the statement, row by row
+// or phrase by phrase, then given out best first.
 class RankState
 {
 public:
@@ -179,7 +179,18 @@ public:
         return addRow(rowid, first, quint32(count));
     }
 
-    void setGathering(PassageRanking::Gathering gathering) { m_gathering = gathering; }
+    // Starts a gathering afresh, whatever an earlier one left.
+    void restart(PassageRanking::Gathering gathering)
+    {
+        m_gathering = gathering;
+        m_gaveUp = false;
+        m_prepared = false;
+        m_hasLast = false;
+        m_emitting = false;
+        m_instancesInPlace = false;
+        m_cutoff.reset();
+        m_buffers->clear();
+    }
     bool complete() const { return !m_gaveUp; }
 
     std::optional<RankedPassage> next()
@@ -571,7 +582,7 @@ PassageRanking::~PassageRanking() = default;
 
 void PassageRanking::gather(const QString &sql, const SQLBindings &bindings, Gathering gathering)
 {
-    d->setGathering(gathering);
+    d->restart(gathering);
     struct Scope
     {
         explicit Scope(RankState *state) { rankingOnThisThread = state; }

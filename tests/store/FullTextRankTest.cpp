@@ -152,6 +152,20 @@ TEST_F(FullTextRankTest, GatheringPhraseByPhraseGivesUpPastWhatItMayHold)
     EXPECT_TRUE(ranked(R"(("the" OR "of"))", "1", 5, 8, byPhrase).isEmpty());
     EXPECT_FALSE(complete);
     EXPECT_EQ(ranked(R"(("the" OR "of"))", "1", 5, 8), bm25(R"(("the" OR "of"))", "1", 5));
+
+    // The same ranking gathers again row by row, as if afresh.
+    PassageRanking ranking(store->db(), 5, 8);
+    const SQLBindings match{QStringLiteral(R"(("the" OR "of"))")};
+    ranking.gather(QStringLiteral("SELECT passage_rank(passages, 6.0, 1.0) FROM passages WHERE passages MATCH ? LIMIT 1"),
+                   match, byPhrase);
+    ASSERT_FALSE(ranking.complete());
+    ranking.gather(QStringLiteral("SELECT passage_rank(passages, 6.0, 1.0) FROM passages WHERE passages MATCH ? AND rowid > 0"),
+                   match);
+    EXPECT_TRUE(ranking.complete());
+    QList<Ranked> again;
+    while (const std::optional<RankedPassage> passage = ranking.next())
+        again.append(Ranked{passage->rowid, passage->score});
+    EXPECT_EQ(again.mid(0, 5), bm25(R"(("the" OR "of"))", "1", 5));
 }
 
 TEST_F(FullTextRankTest, APhraselessStatementOrOneOutsideARankingGivesNothingOrFails)
