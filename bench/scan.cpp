@@ -140,8 +140,8 @@ ScanResult scan(IndexStore &store, const QString &root)
     FileScanner scanner(&store);
     ScanResult result;
     result.files = scanner.walk(root, FileScanner::defaultBatchSize,
-                                [&](const QList<FileRecord> &batch) { store.upsert(batch, root, seenAt); });
-    result.removed = store.reconcile(root, seenAt);
+                                [&](const QList<FileRecord> &batch) { store.files().upsert(batch, root, seenAt); });
+    result.removed = store.files().reconcile(root, seenAt);
     result.seconds = seconds(timer);
     result.processor = processorSeconds() - processorStart;
     return result;

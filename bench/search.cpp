@@ -421,7 +421,7 @@ std::vector<GeneratedFile> planFiles(Random &random)
             continue;
         running += lengthWeight[size_t(i)];
         const qint64 upTo = std::llround(extra * running / totalWeight);
-        files[size_t(i)].chunks += int(std::min<qint64>(upTo - given, IndexStore::maxPassagesPerFile - 1));
+        files[size_t(i)].chunks += int(std::min<qint64>(upTo - given, PassageIndex::maxPassagesPerFile - 1));
         given = upTo;
     }
     std::fprintf(stderr, "%d files with text\n", textFiles);
@@ -505,7 +505,7 @@ void generate(const QString &path)
         FileRecord record;
         record.path = QString::fromStdString(path);
         record.name = QString::fromStdString(name);
-        const std::string title = IndexStore::title(record).toStdString();
+        const std::string title = FileRecords::title(record).toStdString();
         const std::string id = std::to_string(i + 1);
         // Passages are cut full; a document's last one, and a screenshot's
         // only one, is shorter.
@@ -517,7 +517,7 @@ void generate(const QString &path)
                                                    : last ? 40 + below(random, 860) : 800 + below(random, 100);
                 body = runningText(model, file.topic, length, random);
             }
-            sqlite3_bind_int64(insertPassage, 1, qint64(i + 1) * IndexStore::maxPassagesPerFile + ord);
+            sqlite3_bind_int64(insertPassage, 1, qint64(i + 1) * PassageIndex::maxPassagesPerFile + ord);
             bindText(insertPassage, 2, ord == 0 ? title : std::string());
             bindText(insertPassage, 3, body);
             bindText(insertPassage, 4, id);
@@ -697,7 +697,7 @@ int main(int argc, char **argv)
     }
 
     auto store = IndexStore::open(QUrl::fromLocalFile(path));
-    const IndexStore::Counts counts = store->counts();
+    const LibraryStats::Counts counts = store->stats().counts();
     std::printf("library: %lld files, %lld passages, %.0f MB on disk (%s)\n", counts.files, counts.passages,
                 double(QFileInfo(path).size()) / 1e6, qPrintable(path));
     std::printf("text model: Zipf's law (exponent 1) over %d words; request words at ranks %d to %d; "
@@ -741,7 +741,7 @@ int main(int argc, char **argv)
         Plan plan{query, {}};
         if (const auto all = ftsMatchAll(query.keywords, PrefixMatch::lastTokenPrefix)) {
             plan.expressions.append(*all);
-            if (query.keywords.size() >= 2 && store->searchFiles(*all, query.filter, 80).size() <= 7)
+            if (query.keywords.size() >= 2 && store->passages().searchFiles(*all, query.filter, 80).size() <= 7)
                 plan.expressions.append(ftsMatchAny(query.keywords).value_or(QString()));
         }
         plans.push_back(plan);

@@ -71,7 +71,7 @@ int main(int argc, char **argv)
         }
         characters += result.content.text->size();
         store->db().transaction([&] {
-            store->setPassages(QStringLiteral("file"), QString::number(i + 1), record.name,
+            store->passages().setPassages(QStringLiteral("file"), QString::number(i + 1), record.name,
                                passages(*result.content.text));
         });
     }

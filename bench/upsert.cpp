@@ -49,7 +49,7 @@ double recordsPerSecond(int count, Body &&body)
 void upsertAll(IndexStore &store, const QList<FileRecord> &records, double seenAt)
 {
     for (qsizetype i = 0; i < records.size(); i += batchSize)
-        store.upsert(records.mid(i, batchSize), QStringLiteral("/home/ada/Documents"), seenAt);
+        store.files().upsert(records.mid(i, batchSize), QStringLiteral("/home/ada/Documents"), seenAt);
 }
 
 // The reference: the same values into a plain table, same batches, same

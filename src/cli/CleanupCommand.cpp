@@ -30,7 +30,7 @@ int runCleanup(CommandContext &context)
     const CleanupRules rules = CleanupRules::current();
     QList<CleanupCategory> categories;
     try {
-        categories = rules.categories(app.store().cleanupCandidates(rules.downloadsFolder));
+        categories = rules.categories(app.store().tidy().cleanup(rules.downloadsFolder));
     } catch (const DescribedError &error) {
         return context.failure(error.description());
     }

@@ -130,8 +130,8 @@ int runIndex(CommandContext &context)
     qint64 files = 0;
     qint64 waiting = 0;
     try {
-        files = model.store().counts().files;
-        waiting = model.store().textQueueCount();
+        files = model.store().stats().counts().files;
+        waiting = model.store().textQueue().count();
     } catch (const DescribedError &error) {
         return context.failure(error.description());
     }

@@ -18,10 +18,10 @@ int runInfo(CommandContext &context)
     AppModel &model = context.model();
     const bool inMemory = AppModel::isRunningTests() || model.isUsingFallbackLibrary();
     const QString database = model.databaseURL().toLocalFile();
-    IndexStore::Counts counts;
+    LibraryStats::Counts counts;
     qint64 version = 0;
     try {
-        counts = model.store().counts();
+        counts = model.store().stats().counts();
         version = model.store().storedSchemaVersion();
     } catch (const DescribedError &error) {
         return context.failure(error.description());

@@ -38,7 +38,7 @@ int runList(CommandContext &context)
         return context.failure(model.toastText());
     QList<FileRecord> records;
     try {
-        records = model.store().list(filter, *sort, limit);
+        records = model.store().files().list(filter, *sort, limit);
     } catch (const DescribedError &error) {
         return context.failure(error.description());
     }

@@ -45,11 +45,11 @@ int runScan(CommandContext &context)
         // with an older one have gone from disk.
         const double seenAt = double(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
         found = scanner.walk(root, FileScanner::defaultBatchSize, [&](const QList<FileRecord> &batch) {
-            store.upsert(batch, root, seenAt);
+            store.files().upsert(batch, root, seenAt);
             context.progress(QStringLiteral("Scanning %1 … %2 files").arg(root, Format::count(found + batch.size())));
             found += batch.size();
         });
-        removed = store.reconcile(root, seenAt);
+        removed = store.files().reconcile(root, seenAt);
     } catch (const DescribedError &error) {
         return context.failure(error.description());
     }

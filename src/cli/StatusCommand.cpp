@@ -38,8 +38,8 @@ int runStatus(CommandContext &context)
     QList<KindStat> kinds;
     qint64 waiting = 0;
     try {
-        kinds = model.store().kindStats();
-        waiting = model.store().textQueueCount();
+        kinds = model.store().stats().kinds();
+        waiting = model.store().textQueue().count();
     } catch (const DescribedError &error) {
         return context.failure(error.description());
     }
@@ -53,7 +53,7 @@ int runStatus(CommandContext &context)
         files += stat.count;
         bytes += stat.bytes;
     }
-    const IndexingReport report = IndexingReport::load(model.store().db().path());
+    const IndexingReport report = IndexingReport::load(model.store().path());
 
     if (context.wantsJson()) {
         QJsonArray kindArray;

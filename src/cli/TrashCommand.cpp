@@ -14,9 +14,8 @@ namespace {
 // The library's record of the path, or a bare one for a file it doesn't hold.
 FileRecord recordFor(IndexStore &store, const QString &path)
 {
-    const auto rows = store.db().query(QStringLiteral("SELECT f.* FROM files f WHERE path = ?"), {path});
-    if (!rows.isEmpty())
-        return IndexStore::decodeRecord(rows.first());
+    if (std::optional<FileRecord> stored = store.files().recordAt(path))
+        return *stored;
     FileRecord record;
     record.path = path;
     record.name = QFileInfo(path).fileName();

@@ -27,7 +27,7 @@ AppModel::AppModel(AppSettings &settings, QObject *parent)
     // Step 7: the indexer, over the store. The library's own files are never
     // reported as changes, even when it lives inside a watched folder.
     Indexer::Options indexing;
-    const QString database = m_store->db().path();
+    const QString database = m_store->path();
     if (!m_usingFallback && database != QLatin1String(":memory:")) {
         for (const char *suffix : {"", "-wal", "-shm", "-journal"})
             indexing.ignoredPaths.append(database + QLatin1String(suffix));

@@ -459,7 +459,7 @@ void FileScanner::Private::complete(QList<FileRecord> &batch,
 {
     if (batch.isEmpty())
         return;
-    const QHash<QString, FileKind> unchanged = store ? store->unchangedKinds(batch) : QHash<QString, FileKind>();
+    const QHash<QString, FileKind> unchanged = store ? store->files().unchangedKinds(batch) : QHash<QString, FileKind>();
     QList<FileRecord> ready;
     ready.reserve(batch.size());
     for (qsizetype i = 0; i < batch.size(); ++i) {

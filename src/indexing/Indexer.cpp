@@ -6,6 +6,7 @@
 #include "indexing/FileWatcher.h"
 #include "indexing/IndexingReport.h"
 #include "indexing/IndexingStatus.h"
+#include "indexing/PassageChunker.h"
 #include "store/IndexStore.h"
 
 #include <QDateTime>
@@ -223,7 +224,7 @@ void Indexer::scan(const QStringList &roots, const CancellationToken &token)
             scanner.walk(
                 root, scanBatchSize,
                 [&](const QList<FileRecord> &batch) {
-                    m_store.upsert(batch, root, seenAt);
+                    m_store.files().upsert(batch, root, seenAt);
                     found += batch.size();
                     // Not awaited: the walk doesn't slow down for the screens.
                     Tasks::deliver(this, token, [this, name, found] {
@@ -234,7 +235,7 @@ void Indexer::scan(const QStringList &roots, const CancellationToken &token)
                 token);
             skipped += scanner.skippedNameCount();
             if (!token.isCancelled())
-                m_store.reconcile(root, seenAt);
+                m_store.files().reconcile(root, seenAt);
         } catch (const DescribedError &error) {
             // This root isn't reconciled; the next one is scanned.
             const QString description = error.description();
@@ -313,8 +314,8 @@ void Indexer::drain(int generation, const CancellationToken &token)
         bool failed = false;
         if (!token.isCancelled()) {
             try {
-                QList<FileRecord> records = m_store.textQueue(textBatchSize);
-                const qint64 count = m_store.textQueueCount();
+                QList<FileRecord> records = m_store.textQueue().next(textBatchSize);
+                const qint64 count = m_store.textQueue().count();
                 const IndexingPhase phase = count < 1 ? IndexingPhase::ready() : IndexingPhase::reading(count);
                 Tasks::deliver(this, [this, phase] { m_status.setPhase(phase); });
                 if (!records.isEmpty())
@@ -412,11 +413,10 @@ void Indexer::extractOne(const FileRecord &record, TextBatch &batch, const Cance
         return;
     }
     try {
-        m_store.setText(record, *result.content.text, result.content.pages);
+        m_store.textQueue().setText(record, splitIntoPassages(*result.content.text), result.content.pages);
     } catch (const DescribedError &) {
         try {
-            m_store.db().run(QStringLiteral("UPDATE files SET text_state = ? WHERE id = ?"),
-                             {int(TextState::Failed), record.id});
+            m_store.textQueue().setState(record.id, TextState::Failed);
         } catch (const DescribedError &) {
         }
     }
@@ -427,7 +427,7 @@ void Indexer::markWithoutText(qint64 id)
 {
     for (const TextState state : {TextState::NoText, TextState::Failed}) {
         try {
-            m_store.db().run(QStringLiteral("UPDATE files SET text_state = ? WHERE id = ?"), {int(state), id});
+            m_store.textQueue().setState(id, state);
             return;
         } catch (const DescribedError &) {
             // Falls back to the failed state; an error there is dropped too.
@@ -541,19 +541,19 @@ void Indexer::flush(const CancellationToken &token)
             const QFileInfo info(path);
             if (!info.exists() && !info.isSymLink()) {
                 // Both the file and anything that was under it go.
-                m_store.deletePaths({path});
-                m_store.deleteFolder(path);
+                m_store.files().deletePaths({path});
+                m_store.files().deleteFolder(path);
                 continue;
             }
             if (const auto record = scanner.record(path)) {
-                m_store.upsert({*record}, root, seenAt);
+                m_store.files().upsert({*record}, root, seenAt);
                 continue;
             }
             if (!info.isDir() || info.isSymLink() || isPackageName(info.fileName()))
                 continue;
             // A folder that arrived whole, or was moved in.
             scanner.walk(
-                path, scanBatchSize, [&](const QList<FileRecord> &batch) { m_store.upsert(batch, root, seenAt); },
+                path, scanBatchSize, [&](const QList<FileRecord> &batch) { m_store.files().upsert(batch, root, seenAt); },
                 token);
         }
     } catch (const DescribedError &error) {

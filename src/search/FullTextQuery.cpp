@@ -22,7 +22,7 @@ QStringList ftsTokens(const QString &term)
     return tokens;
 }
 
-std::optional<QString> ftsMatchAny(const QStringList &terms)
+std::optional<FullTextMatch> ftsMatchAny(const QStringList &terms)
 {
     QStringList phrases;
     for (const QString &term : terms) {
@@ -36,11 +36,11 @@ std::optional<QString> ftsMatchAny(const QStringList &terms)
     if (phrases.isEmpty())
         return std::nullopt;
     if (phrases.size() == 1)
-        return phrases.first();
-    return u'(' + phrases.join(QStringLiteral(" OR ")) + u')';
+        return FullTextMatch{phrases.first(), PhraseJoin::any};
+    return FullTextMatch{u'(' + phrases.join(QStringLiteral(" OR ")) + u')', PhraseJoin::any};
 }
 
-std::optional<QString> ftsMatchAll(const QStringList &terms, PrefixMatch prefix)
+std::optional<FullTextMatch> ftsMatchAll(const QStringList &terms, PrefixMatch prefix)
 {
     QStringList tokens;
     for (const QString &term : terms)
@@ -53,5 +53,6 @@ std::optional<QString> ftsMatchAll(const QStringList &terms, PrefixMatch prefix)
         phrases.append(quoted(token));
     if (prefix == PrefixMatch::lastTokenPrefix && codePointCount(tokens.last()) >= 3)
         phrases.last().append(u'*');
-    return phrases.join(QStringLiteral(" AND "));
+    // One phrase joins like an any-word match.
+    return FullTextMatch{phrases.join(QStringLiteral(" AND ")), phrases.size() == 1 ? PhraseJoin::any : PhraseJoin::all};
 }

@@ -3,6 +3,8 @@
 // text, however odd, can become an FTS5 operator or a syntax error.
 #pragma once
 
+#include "store/FileQuery.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -16,9 +18,9 @@ QStringList ftsTokens(const QString &term);
 
 // Any of the terms: each term is one quoted phrase; repeats are dropped.
 // Absent when no term yields a token.
-std::optional<QString> ftsMatchAny(const QStringList &terms);
+std::optional<FullTextMatch> ftsMatchAny(const QStringList &terms);
 
 // Every token of every term, each quoted on its own and joined with AND. With
 // lastTokenPrefix, a last token of three characters or more matches as a
 // prefix. Absent when no term yields a token.
-std::optional<QString> ftsMatchAll(const QStringList &terms, PrefixMatch prefix);
+std::optional<FullTextMatch> ftsMatchAll(const QStringList &terms, PrefixMatch prefix);

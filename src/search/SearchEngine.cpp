@@ -23,7 +23,7 @@ SearchEngine::SearchEngine(IndexStore &store)
 QList<FileHit> SearchEngine::browse(const FileFilter &filter, int limit) const
 {
     QList<FileHit> hits;
-    const QList<FileRecord> records = m_store.list(filter, FileSort::recent, limit, 0);
+    const QList<FileRecord> records = m_store.files().list(filter, FileSort::recent, limit, 0);
     hits.reserve(records.size());
     for (const FileRecord &record : records)
         hits.append(FileHit{record, 0, std::nullopt, std::nullopt});
@@ -37,7 +37,7 @@ QList<FileHit> SearchEngine::search(const SearchQuery &query, int limit) const
 
     QList<FileHit> hits;
     if (const auto all = ftsMatchAll(query.keywords, PrefixMatch::lastTokenPrefix))
-        hits = m_store.searchFiles(*all, query.filter, limit);
+        hits = m_store.passages().searchFiles(*all, query.filter, limit);
 
     if (hits.size() <= widenAtMost && query.keywords.size() >= 2) {
         if (const auto any = ftsMatchAny(query.keywords)) {
@@ -45,7 +45,7 @@ QList<FileHit> SearchEngine::search(const SearchQuery &query, int limit) const
             for (const FileHit &hit : std::as_const(hits))
                 seen.insert(hit.file.id);
             // All-word hits stay ahead of any-word hits, whatever the scores.
-            for (const FileHit &hit : m_store.searchFiles(*any, query.filter, limit)) {
+            for (const FileHit &hit : m_store.passages().searchFiles(*any, query.filter, limit)) {
                 if (!seen.contains(hit.file.id)) {
                     seen.insert(hit.file.id);
                     hits.append(hit);
@@ -63,5 +63,5 @@ QList<FileHit> SearchEngine::searchBroad(const SearchQuery &query, int limit) co
     const auto any = ftsMatchAny(query.keywords + query.relatedTerms);
     if (!any)
         return browse(query.filter, limit);
-    return m_store.searchFiles(*any, query.filter, limit);
+    return m_store.passages().searchFiles(*any, query.filter, limit);
 }

@@ -4,24 +4,14 @@
 
 #include "core/Paths.h"
 
-#include <QDir>
 #include <QFileInfo>
 
-#include <cmath>
-#include <mutex>
 #include <filesystem>
 #include <system_error>
 
-struct IndexStore::Reader
-{
-    std::mutex lock;
-    bool tried = false;
-    std::unique_ptr<SQLiteDatabase> database;
-};
-
 IndexStore::IndexStore(std::shared_ptr<SQLiteDatabase> database)
     : m_db(std::move(database))
-    , m_reader(std::make_shared<Reader>())
+    , m_reader(FileRecords::makeReader())
 {
     FullTextRank::install(*m_db);
 }
@@ -53,314 +43,14 @@ QUrl IndexStore::defaultURL()
     return QUrl::fromLocalFile(Paths::dataHome() + QStringLiteral("/Larder/Library.sqlite"));
 }
 
-std::optional<FileRecord> IndexStore::record(qint64 id) const
+QString IndexStore::path() const
 {
-    const auto rows = m_db->query(QStringLiteral("SELECT f.* FROM files f WHERE id = ?"), {id});
-    if (rows.isEmpty())
-        return std::nullopt;
-    return decodeRecord(rows.first());
+    return m_db->path();
 }
 
-QHash<qint64, FileRecord> IndexStore::records(const QList<qint64> &ids) const
+bool IndexStore::isInMemory() const
 {
-    QHash<qint64, FileRecord> result;
-    if (ids.isEmpty())
-        return result;
-    const auto rows = m_db->query(QStringLiteral("SELECT f.* FROM files f WHERE id IN (SELECT value FROM json_each(?))"),
-                                  {jsonList(ids)});
-    for (const SQLRow &row : rows) {
-        FileRecord record = decodeRecord(row);
-        result.insert(record.id, std::move(record));
-    }
-    return result;
-}
-
-QString IndexStore::jsonList(const QList<qint64> &numbers)
-{
-    QStringList texts;
-    texts.reserve(numbers.size());
-    for (qint64 number : numbers)
-        texts.append(QString::number(number));
-    return u'[' + texts.join(u',') + u']';
-}
-
-FileRecord IndexStore::decodeRecord(const SQLRow &row)
-{
-    FileRecord r;
-    r.id = row.integer(QStringLiteral("id")).value_or(0);
-    r.path = row.string(QStringLiteral("path")).value_or(QString());
-    r.name = row.string(QStringLiteral("name")).value_or(QString());
-    r.ext = row.string(QStringLiteral("ext")).value_or(QString());
-    r.uti = row.string(QStringLiteral("uti"));
-    r.kind = fileKindFromRawValue(row.string(QStringLiteral("kind")).value_or(QString()));
-    r.size = row.integer(QStringLiteral("size")).value_or(0);
-    r.created = row.date(QStringLiteral("created"));
-    r.modified = row.date(QStringLiteral("modified"));
-    r.added = row.date(QStringLiteral("added"));
-    r.opened = row.date(QStringLiteral("opened"));
-    r.sourceID = row.string(QStringLiteral("source"));
-    r.sourceURL = row.string(QStringLiteral("source_url"));
-    r.bundleID = row.string(QStringLiteral("bundle_id"));
-    r.isScreenshot = row.integer(QStringLiteral("is_screenshot")).value_or(0) != 0;
-    r.width = row.integer(QStringLiteral("width"));
-    r.height = row.integer(QStringLiteral("height"));
-    r.duration = row.real(QStringLiteral("duration"));
-    r.pages = row.integer(QStringLiteral("pages"));
-    r.sha256 = row.string(QStringLiteral("sha256"));
-    r.textExcerpt = row.string(QStringLiteral("text_excerpt"));
-    return r;
-}
-
-namespace {
-
-// Images and documents wait for text; other kinds have none to read.
-int initialTextState(FileKind kind)
-{
-    return (kind == FileKind::image || kind == FileKind::document) ? 0 : 2;
-}
-
-// What the upsert compares of a stored row.
-struct StoredFile
-{
-    std::optional<qint64> id;
-    std::optional<qint64> size;
-    double modified = -1.0; // -1 when absent
-    FileKind kind = FileKind::other;
-};
-
-bool isUnchanged(const StoredFile &stored, const FileRecord &record)
-{
-    if (!stored.size || *stored.size != record.size)
-        return false;
-    return std::abs(stored.modified - record.modified.value_or(-1.0)) < 0.001;
-}
-
-// The bindings that the insert and the full update share, in statement order.
-SQLBindings contentBindings(const FileRecord &r)
-{
-    return {r.name, r.ext, r.uti, fileKindRawValue(r.kind), r.size, r.created, r.modified, r.added, r.opened,
-            r.sourceID, r.sourceURL, r.bundleID, r.isScreenshot ? 1 : 0, r.width, r.height, r.duration, r.pages};
-}
-
-} // namespace
-
-// The stored rows of the records' paths, looked up in slices of 500, well
-// within SQLite's limit on parameters.
-static QHash<QString, StoredFile> storedFiles(SQLiteDatabase &db, const QList<FileRecord> &records)
-{
-    QHash<QString, StoredFile> stored;
-    constexpr qsizetype slice = 500;
-    for (qsizetype from = 0; from < records.size(); from += slice) {
-        const qsizetype count = std::min(slice, records.size() - from);
-        SQLBindings bindings;
-        bindings.reserve(count);
-        for (qsizetype i = from; i < from + count; ++i)
-            bindings.append(records.at(i).path);
-        const QString marks = QStringLiteral("?,").repeated(count).chopped(1);
-        const auto rows = db.query(
-            QStringLiteral("SELECT id, path, size, modified, kind FROM files WHERE path IN (") + marks + u')', bindings);
-        // Read by position: this runs for every file of every scan.
-        for (const SQLRow &row : rows) {
-            stored.insert(row.string(1).value_or(QString()),
-                          {row.integer(0), row.integer(2), row.date(3).value_or(-1.0),
-                           fileKindFromRawValue(row.string(4).value_or(QString()))});
-        }
-    }
-    return stored;
-}
-
-SQLiteDatabase &IndexStore::reader() const
-{
-    std::lock_guard guard(m_reader->lock);
-    if (!m_reader->tried) {
-        m_reader->tried = true;
-        const QString path = m_db->path();
-        if (!path.isEmpty() && path != QLatin1String(":memory:")) {
-            try {
-                m_reader->database = std::make_unique<SQLiteDatabase>(path);
-            } catch (const DescribedError &) {
-                m_reader->database.reset();
-            }
-        }
-    }
-    return m_reader->database ? *m_reader->database : *m_db;
-}
-
-void IndexStore::upsert(const QList<FileRecord> &records, const QString &root, double seenAt)
-{
-    if (records.isEmpty())
-        return;
-    m_db->transaction([&] {
-        // One lookup for the batch instead of one a record; the map follows
-        // the batch's own writes, so a path that comes twice sees its first
-        // row.
-        QHash<QString, StoredFile> stored = storedFiles(*m_db, records);
-        // Light updates are gathered and written together, in order before
-        // any other write of the batch.
-        QList<std::pair<qint64, const FileRecord *>> light;
-        const auto writeLight = [&] {
-            if (!light.isEmpty())
-                lightUpdate(light, root, seenAt);
-            light.clear();
-        };
-        // Title rows are written after the files rows, all at once: each
-        // statement on the full-text table flushes its pending index data, so
-        // one statement per batch instead of two per file keeps the index
-        // compact and the batch fast. Files that had rows before the batch
-        // lose their old passages first.
-        QList<PassageSet> titles;
-        QHash<qint64, qsizetype> titleOfID;
-        QList<PassageOwner> replaced;
-        for (const FileRecord &r : records) {
-            const StoredFile row = stored.value(r.path);
-            if (row.id && isUnchanged(row, r)) {
-                light.append({*row.id, &r});
-                continue;
-            }
-            writeLight();
-            qint64 id = 0;
-            if (!row.id) {
-                SQLBindings bindings = contentBindings(r);
-                bindings << initialTextState(r.kind) << seenAt << root << r.path;
-                std::lock_guard guard(m_db->lock());
-                m_db->run(QStringLiteral(
-                              "INSERT INTO files(name, ext, uti, kind, size, created, modified, added, opened, source, "
-                              "source_url, bundle_id, is_screenshot, width, height, duration, pages, text_state, "
-                              "seen_at, root, path) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
-                          bindings);
-                id = m_db->lastInsertRowID();
-            } else {
-                id = *row.id;
-                if (!titleOfID.contains(id))
-                    replaced.append({QStringLiteral("file"), QString::number(id)});
-                SQLBindings bindings = contentBindings(r);
-                bindings << initialTextState(r.kind) << seenAt << root << id;
-                m_db->run(QStringLiteral(
-                              "UPDATE files SET name = ?, ext = ?, uti = ?, kind = ?, size = ?, created = ?, "
-                              "modified = ?, added = ?, opened = ?, source = ?, source_url = ?, bundle_id = ?, "
-                              "is_screenshot = ?, width = ?, height = ?, duration = ?, pages = ?, sha256 = NULL, "
-                              "feature_print = NULL, text_state = ?, text_excerpt = NULL, seen_at = ?, root = ? "
-                              "WHERE id = ?"),
-                          bindings);
-            }
-            stored.insert(r.path, {id, r.size, r.modified.value_or(-1.0), r.kind});
-            // A path seen twice in one batch keeps the title of its last record.
-            const PassageSet set{{QStringLiteral("file"), QString::number(id)}, title(r), {}};
-            if (const auto it = titleOfID.constFind(id); it != titleOfID.constEnd()) {
-                titles[*it] = set;
-            } else {
-                titleOfID.insert(id, titles.size());
-                titles.append(set);
-            }
-        }
-        writeLight();
-        deletePassages(replaced);
-        insertPassages(titles);
-    });
-}
-
-void IndexStore::lightUpdate(const QList<std::pair<qint64, const FileRecord *>> &rows, const QString &root,
-                             double seenAt)
-{
-    // One statement for many rows: an unchanged file costs a row of it
-    // instead of a statement of its own. The desktop prunes its list of
-    // recently used files, so a missing last-used date means unknown: the
-    // stored one stays. A source the scan didn't find stays too. Rows
-    // without a source leave the source columns out of the statement, which
-    // spares the source index a rewrite of every row.
-    QList<std::pair<qint64, const FileRecord *>> withSource;
-    QList<std::pair<qint64, const FileRecord *>> withoutSource;
-    for (const auto &row : rows)
-        (row.second->sourceID || row.second->sourceURL ? withSource : withoutSource).append(row);
-    constexpr qsizetype slice = 400;
-    for (const bool sourced : {true, false}) {
-        const auto &group = sourced ? withSource : withoutSource;
-        for (qsizetype from = 0; from < group.size(); from += slice) {
-            SQLBindings bindings;
-            QStringList values;
-            for (const auto &[id, r] : group.mid(from, slice)) {
-                values.append(sourced ? QStringLiteral("(?, ?, ?, ?, ?, ?)") : QStringLiteral("(?, ?, ?, ?)"));
-                bindings << id << r->opened << r->added;
-                if (sourced)
-                    bindings << r->sourceID << r->sourceURL;
-                bindings << (r->isScreenshot ? 1 : 0);
-            }
-            bindings << seenAt << root;
-            const QString columns = sourced ? QStringLiteral("id, opened, added, source, source_url, shot")
-                                            : QStringLiteral("id, opened, added, shot");
-            const QString sources = sourced ? QStringLiteral("source = COALESCE(v.source, files.source), "
-                                                             "source_url = COALESCE(v.source_url, files.source_url), ")
-                                            : QString();
-            m_db->run(QStringLiteral("WITH v(") + columns + QStringLiteral(") AS (VALUES ") + values.join(u',')
-                          + QStringLiteral(") UPDATE files SET opened = COALESCE(v.opened, files.opened), "
-                                           "added = v.added, ")
-                          + sources
-                          + QStringLiteral("is_screenshot = v.shot, seen_at = ?, root = ? FROM v WHERE files.id = v.id"),
-                      bindings);
-        }
-    }
-}
-
-QHash<QString, FileKind> IndexStore::unchangedKinds(const QList<FileRecord> &records) const
-{
-    // Only what is committed is seen, which is all a scan needs: it asks
-    // about the paths of the batch it has just read, and the upsert looks
-    // them up again in its own transaction.
-    const QHash<QString, StoredFile> stored = storedFiles(reader(), records);
-    QHash<QString, FileKind> unchanged;
-    for (const FileRecord &r : records) {
-        const auto row = stored.constFind(r.path);
-        if (row != stored.constEnd() && row->id && isUnchanged(*row, r))
-            unchanged.insert(r.path, row->kind);
-    }
-    return unchanged;
-}
-
-
-namespace {
-
-// "ACMEInvoice2024" becomes "ACMEInvoice 2024"; "myFile" becomes "my File".
-QString spacedBaseName(const QString &name)
-{
-    const qsizetype dot = name.lastIndexOf(u'.');
-    const QString base = dot > 0 ? name.left(dot) : name;
-    QString spaced;
-    spaced.reserve(base.size() + 8);
-    for (qsizetype i = 0; i < base.size(); ++i) {
-        if (i > 0) {
-            const QChar previous = base.at(i - 1);
-            const QChar current = base.at(i);
-            if ((previous.isLower() && current.isUpper()) || (previous.isLetter() && current.isNumber()))
-                spaced.append(u' ');
-        }
-        spaced.append(base.at(i));
-    }
-    return spaced;
-}
-
-} // namespace
-
-QString IndexStore::title(const FileRecord &record)
-{
-    // The name, the name spaced at case and digit changes, and the names of
-    // the last two folders above the file.
-    QString title = record.name + u' ' + spacedBaseName(record.name);
-    const QStringView path(record.path);
-    QStringView folders[2];
-    qsizetype end = path.lastIndexOf(u'/');
-    for (int found = 0; found < 2 && end > 0;) {
-        const qsizetype start = path.lastIndexOf(u'/', end - 1);
-        if (end - start > 1)
-            folders[found++] = path.sliced(start + 1, end - start - 1);
-        end = start;
-    }
-    for (int i = 1; i >= 0; --i) {
-        if (!folders[i].isEmpty()) {
-            title += u' ';
-            title += folders[i];
-        }
-    }
-    return title;
+    return m_db->path().isEmpty() || m_db->path() == QLatin1String(":memory:");
 }
 
 qint64 IndexStore::storedSchemaVersion() const
@@ -368,16 +58,27 @@ qint64 IndexStore::storedSchemaVersion() const
     return m_db->scalar(QStringLiteral("PRAGMA user_version")).intValue().value_or(0);
 }
 
-IndexStore::Counts IndexStore::counts() const
+FileRecords IndexStore::files() const
 {
-    const auto rows = m_db->query(QStringLiteral("SELECT (SELECT COUNT(*) FROM files) AS files, "
-                                                 "(SELECT COUNT(*) FROM passages) AS passages, "
-                                                 "(SELECT COUNT(*) FROM meetings) AS meetings"));
-    Counts counts;
-    if (rows.isEmpty())
-        return counts;
-    counts.files = rows.first().integer(QStringLiteral("files")).value_or(0);
-    counts.passages = rows.first().integer(QStringLiteral("passages")).value_or(0);
-    counts.meetings = rows.first().integer(QStringLiteral("meetings")).value_or(0);
-    return counts;
+    return FileRecords(m_db, m_reader);
+}
+
+PassageIndex IndexStore::passages() const
+{
+    return PassageIndex(m_db);
+}
+
+TextQueue IndexStore::textQueue() const
+{
+    return TextQueue(m_db);
+}
+
+TidyCandidates IndexStore::tidy() const
+{
+    return TidyCandidates(m_db);
+}
+
+LibraryStats IndexStore::stats() const
+{
+    return LibraryStats(m_db);
 }

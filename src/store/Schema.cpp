@@ -80,7 +80,7 @@ CREATE TABLE IF NOT EXISTS live_answers(
 CREATE INDEX IF NOT EXISTS live_answers_meeting ON live_answers(meeting_id, created);
 )SQL";
 
-static_assert(std::string_view(schemaVersion1).find(IndexStore::passageTokenize) != std::string_view::npos,
+static_assert(std::string_view(schemaVersion1).find(PassageIndex::tokenize) != std::string_view::npos,
               "snippets cut text as the passages table does");
 
 } // namespace

@@ -1,14 +1,14 @@
 // The scan itself: size twins hashed, photos fingerprinted and clustered.
 #include "tidy/Duplicates.h"
 
-#include "search/SearchQuery.h"
+#include "store/FileQuery.h"
 #include "tidy/FileDigest.h"
 
 #include <limits>
 
 QList<DuplicateGroup> DuplicateScanner::findIdentical(const Progress &progress, const CancellationToken &token) const
 {
-    const QList<QList<FileRecord>> runs = store.sizeDuplicateCandidates(minimumSize);
+    const QList<QList<FileRecord>> runs = store.tidy().sizeDuplicates(minimumSize);
     qsizetype total = 0;
     for (const auto &run : runs)
         total += run.size();
@@ -36,7 +36,7 @@ QList<DuplicateGroup> DuplicateScanner::findIdentical(const Progress &progress, 
                 digest = FileDigest::sha256(file.path, token);
                 if (!digest)
                     continue;
-                store.db().run(QStringLiteral("UPDATE files SET sha256 = ? WHERE id = ?"), {*digest, file.id});
+                store.tidy().setDigest(file.id, *digest);
                 file.sha256 = digest;
             }
             if (!byDigest.contains(*digest))
@@ -63,7 +63,7 @@ QList<DuplicateGroup> DuplicateScanner::findSimilar(const QSet<qint64> &excludin
     FileFilter images;
     images.kinds = {FileKind::image};
     QList<FileRecord> candidates;
-    for (const FileRecord &record : store.list(images, FileSort::recent, std::numeric_limits<int>::max())) {
+    for (const FileRecord &record : store.files().list(images, FileSort::recent, std::numeric_limits<int>::max())) {
         if (excluding.contains(record.id) || !isPhotoCandidate(record))
             continue;
         candidates.append(record);
@@ -76,7 +76,7 @@ QList<DuplicateGroup> DuplicateScanner::findSimilar(const QSet<qint64> &excludin
     ids.reserve(candidates.size());
     for (const FileRecord &record : candidates)
         ids.append(record.id);
-    const QHash<qint64, QByteArray> stored = store.featurePrints(ids);
+    const QHash<qint64, QByteArray> stored = store.tidy().featurePrints(ids);
 
     QList<FileRecord> printed;
     QList<FeaturePrint::Vector> prints;
@@ -94,8 +94,7 @@ QList<DuplicateGroup> DuplicateScanner::findSimilar(const QSet<qint64> &excludin
             print = FeaturePrint::compute(record.path);
             if (!print)
                 continue;
-            store.db().run(QStringLiteral("UPDATE files SET feature_print = ? WHERE id = ?"),
-                           {FeaturePrint::encode(*print), record.id});
+            store.tidy().setFeaturePrint(record.id, FeaturePrint::encode(*print));
         }
         printed.append(record);
         prints.append(*print);

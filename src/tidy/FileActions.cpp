@@ -86,7 +86,7 @@ FileActions::TrashOutcome FileActions::trash(const QList<FileRecord> &records)
     // The library answers correctly at once instead of waiting for the
     // change events; a failure here is left to the next scan.
     try {
-        m_store.deletePaths(outcome.movedPaths);
+        m_store.files().deletePaths(outcome.movedPaths);
     } catch (const DescribedError &) {
     }
     m_indexing.bumpRevision();
@@ -97,14 +97,7 @@ FileActions::TrashOutcome FileActions::trash(const QList<FileRecord> &records)
 QString FileActions::text(const FileRecord &record) const
 {
     try {
-        const auto rows = m_store.db().query(
-            QStringLiteral("SELECT body FROM passages WHERE owner_type = 'file' AND owner_id = ? ORDER BY ord"),
-            {QString::number(record.id)});
-        QStringList bodies;
-        bodies.reserve(rows.size());
-        for (const SQLRow &row : rows)
-            bodies.append(row.string(QStringLiteral("body")).value_or(QString()));
-        return bodies.join(u'\n');
+        return m_store.passages().text({QStringLiteral("file"), QString::number(record.id)});
     } catch (const DescribedError &) {
         return record.textExcerpt.value_or(QString());
     }

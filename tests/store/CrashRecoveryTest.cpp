@@ -35,7 +35,7 @@ FileRecord recordFor(int batch, int index)
             QList<FileRecord> records;
             for (int i = 0; i < batchSize; ++i)
                 records.append(recordFor(batch, i));
-            store->upsert(records, QStringLiteral("/library"), batch);
+            store->files().upsert(records, QStringLiteral("/library"), batch);
             const char tick = 1;
             if (::write(reportFd, &tick, 1) != 1)
                 ::_exit(3);
@@ -80,10 +80,10 @@ TEST(CrashRecovery, AKilledWriterLosesAtMostTheBatchInFlight)
         ASSERT_TRUE(WIFSIGNALED(status)) << "the writer failed on its own with status " << WEXITSTATUS(status);
 
         auto store = IndexStore::open(QUrl::fromLocalFile(path));
-        SQLiteDatabase &db = store->db();
+        SQLiteDatabase db(path);
         EXPECT_EQ(db.scalar(QStringLiteral("PRAGMA integrity_check")), SQLValue(QStringLiteral("ok")));
         db.run(QStringLiteral("INSERT INTO passages(passages) VALUES('integrity-check')"));
-        const IndexStore::Counts counts = store->counts();
+        const LibraryStats::Counts counts = store->stats().counts();
         EXPECT_EQ(counts.files % batchSize, 0) << "no batch is half there";
         EXPECT_EQ(counts.passages, counts.files) << "every file has exactly its title row";
         const int committed = int(counts.files / batchSize) - committedBefore;

@@ -3,6 +3,7 @@
 // snippets must be those the full-text table's own bm25() and snippet() give.
 #include "store/IndexStore.h"
 #include "store/PassageSnippets.h"
+#include "support/TestLibrary.h"
 
 #include <gtest/gtest.h>
 
@@ -27,7 +28,7 @@ class FullTextRankTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        store = IndexStore::openInMemory();
+        store = std::make_unique<TestLibrary>();
         // Rows of varied length and varied counts of the words searched
         // for, in the name and in the text, shuffled over the rowids so
         // that strong rows come both early and late. Sentences end in full
@@ -35,7 +36,7 @@ protected:
         std::mt19937 random(7);
         const QStringList filler{"the", "of", "and", "paper", "garden", "water", "table", "river", "café", "naïve",
                                  "überweisung", "счёт", "tax", "return"};
-        store->db().transaction([&] {
+        (*store->db).transaction([&] {
             for (int row = 1; row <= 400; ++row) {
                 QStringList title;
                 QString body;
@@ -54,14 +55,14 @@ protected:
                     const unsigned gap = random() % 12;
                     body += word + (gap == 0 ? QStringLiteral(". ") : gap == 1 ? QStringLiteral(":\n") : gap == 2 ? QStringLiteral(", ") : QStringLiteral(" "));
                 }
-                store->db().run(QStringLiteral("INSERT INTO passages(rowid, title, body, owner_type, owner_id, ord) "
+                (*store->db).run(QStringLiteral("INSERT INTO passages(rowid, title, body, owner_type, owner_id, ord) "
                                                "VALUES(?, ?, ?, 'file', ?, 0)"),
                                 {row, title.join(u' '), body, QString::number(row)});
             }
             // Other owners' passages, at negative rowids: counted by bm25,
             // never ranked here.
             for (int row = 1; row <= 40; ++row)
-                store->db().run(QStringLiteral("INSERT INTO passages(rowid, title, body, owner_type, owner_id, ord) "
+                (*store->db).run(QStringLiteral("INSERT INTO passages(rowid, title, body, owner_type, owner_id, ord) "
                                                "VALUES(?, '', 'lease invoice tax return', 'meeting', 'm', ?)"),
                                 {-row, row});
         });
@@ -73,7 +74,7 @@ protected:
         const QString sql = QStringLiteral("SELECT rowid, bm25(passages, 6.0, 1.0) AS score FROM passages "
                                            "WHERE passages MATCH ? AND rowid > 0 AND %1 ORDER BY score, rowid LIMIT ?")
                                 .arg(filter);
-        for (const SQLRow &row : store->db().query(sql, {match, rows}))
+        for (const SQLRow &row : (*store->db).query(sql, {match, rows}))
             out.append(Ranked{row.integer(0).value_or(0), row.real(1).value_or(0)});
         return out;
     }
@@ -83,7 +84,7 @@ protected:
     QList<RankedPassage> ranking(const QString &match, const QString &filter, int rows, qsizetype heldAtMost,
                                  PassageRanking::Gathering gathering = PassageRanking::Gathering::rowByRow)
     {
-        PassageRanking ranking(store->db(), rows, heldAtMost);
+        PassageRanking ranking((*store->db), rows, heldAtMost);
         if (gathering == PassageRanking::Gathering::phraseByPhrase)
             ranking.gather(QStringLiteral("SELECT passage_rank(passages, 6.0, 1.0) FROM passages WHERE passages MATCH ? LIMIT 1"),
                            {match}, gathering);
@@ -113,7 +114,7 @@ protected:
         return out;
     }
 
-    std::unique_ptr<IndexStore> store;
+    std::unique_ptr<TestLibrary> store;
     QList<int> phraseSizes;
     bool complete = false;
 };
@@ -154,7 +155,7 @@ TEST_F(FullTextRankTest, GatheringPhraseByPhraseGivesUpPastWhatItMayHold)
     EXPECT_EQ(ranked(R"(("the" OR "of"))", "1", 5, 8), bm25(R"(("the" OR "of"))", "1", 5));
 
     // The same ranking gathers again row by row, as if afresh.
-    PassageRanking ranking(store->db(), 5, 8);
+    PassageRanking ranking((*store->db), 5, 8);
     const SQLBindings match{QStringLiteral(R"(("the" OR "of"))")};
     ranking.gather(QStringLiteral("SELECT passage_rank(passages, 6.0, 1.0) FROM passages WHERE passages MATCH ? LIMIT 1"),
                    match, byPhrase);
@@ -171,13 +172,13 @@ TEST_F(FullTextRankTest, GatheringPhraseByPhraseGivesUpPastWhatItMayHold)
 TEST_F(FullTextRankTest, APhraselessStatementOrOneOutsideARankingGivesNothingOrFails)
 {
     EXPECT_TRUE(ranked(R"("nowhere")", "1", 10).isEmpty());
-    EXPECT_THROW(store->db().query(QStringLiteral("SELECT passage_rank(passages) FROM passages WHERE passages MATCH 'lease'")),
+    EXPECT_THROW((*store->db).query(QStringLiteral("SELECT passage_rank(passages) FROM passages WHERE passages MATCH 'lease'")),
                  SQLiteError);
 }
 
 TEST_F(FullTextRankTest, SnippetsAreThoseOfTheTablesSnippetFunction)
 {
-    PassageSnippets snippets(store->db(), QString::fromLatin1(IndexStore::passageTokenize));
+    PassageSnippets snippets((*store->db), QString::fromLatin1(PassageIndex::tokenize));
     const SnippetShape shape{QByteArrayLiteral("⟦"), QByteArrayLiteral("⟧"), QByteArrayLiteral("…"), 18};
     const QStringList more{R"("tax return" AND "return")", R"(("tax return" OR "return tax" OR "return"))",
                            R"("naive" AND "cafe"*)", R"("счёт")", R"("the" AND "river")"};
@@ -185,7 +186,7 @@ TEST_F(FullTextRankTest, SnippetsAreThoseOfTheTablesSnippetFunction)
     for (const QString &match : matches + more) {
         SCOPED_TRACE(match.toStdString());
         QHash<qint64, std::pair<QString, QString>> expected; // text and snippet by rowid
-        for (const SQLRow &row : store->db().query(
+        for (const SQLRow &row : (*store->db).query(
                  QStringLiteral("SELECT rowid, body, snippet(passages, 1, '⟦', '⟧', '…', 18) FROM passages "
                                 "WHERE passages MATCH ?"),
                  {match}))

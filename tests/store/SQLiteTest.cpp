@@ -1,5 +1,6 @@
 #include "store/IndexStore.h"
 #include "store/SQLite.h"
+#include "support/TestLibrary.h"
 
 #include <QTemporaryDir>
 #include <QThread>
@@ -169,21 +170,21 @@ TEST(SQLiteDatabase, ABusyCommitRollsBackAndReachesTheCaller)
 
 TEST(Migration, AFreshFileGetsEveryTableAndVersionOne)
 {
-    auto store = IndexStore::openInMemory();
-    EXPECT_EQ(store->storedSchemaVersion(), 1);
-    EXPECT_EQ(tableNames(store->db()), (QStringList{QStringLiteral("files"), QStringLiteral("live_answers"),
+    TestLibrary library;
+    EXPECT_EQ(library.store.storedSchemaVersion(), 1);
+    EXPECT_EQ(tableNames(*library.db), (QStringList{QStringLiteral("files"), QStringLiteral("live_answers"),
                                                     QStringLiteral("meetings"), QStringLiteral("passages"),
                                                     QStringLiteral("segments")}));
-    EXPECT_EQ(store->db().scalar(QStringLiteral("PRAGMA foreign_keys")), SQLValue(1));
+    EXPECT_EQ(library.db->scalar(QStringLiteral("PRAGMA foreign_keys")), SQLValue(1));
 }
 
 TEST(Migration, AMigratedOrNewerFileIsLeftAlone)
 {
-    auto store = IndexStore::openInMemory();
-    store->db().execute(QStringLiteral("DROP TABLE meetings; PRAGMA user_version = 7"));
-    store->migrate();
-    EXPECT_EQ(store->storedSchemaVersion(), 7);
-    EXPECT_FALSE(tableNames(store->db()).contains(QStringLiteral("meetings")));
+    TestLibrary library;
+    library.db->execute(QStringLiteral("DROP TABLE meetings; PRAGMA user_version = 7"));
+    library.store.migrate();
+    EXPECT_EQ(library.store.storedSchemaVersion(), 7);
+    EXPECT_FALSE(tableNames(*library.db).contains(QStringLiteral("meetings")));
 }
 
 TEST(Migration, AScriptThatFailsHalfwayLeavesVersionZeroAndNoTables)
@@ -211,5 +212,5 @@ TEST(Migration, AHalfMadeFileConverges)
     IndexStore store(db);
     store.migrate();
     EXPECT_EQ(tableNames(*db).size(), 5);
-    EXPECT_EQ(store.counts().meetings, 1);
+    EXPECT_EQ(store.stats().counts().meetings, 1);
 }

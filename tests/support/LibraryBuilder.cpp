@@ -1,5 +1,7 @@
 #include "support/LibraryBuilder.h"
 
+#include "indexing/PassageChunker.h"
+
 #include <QFileInfo>
 
 namespace LibraryBuilder {
@@ -19,19 +21,16 @@ QList<qint64> add(IndexStore &store, const QList<File> &files)
         record.isScreenshot = file.screenshot;
         records.append(record);
     }
-    store.upsert(records, QStringLiteral("/library"), 1.0);
+    store.files().upsert(records, QStringLiteral("/library"), 1.0);
 
     QList<qint64> ids;
     for (qsizetype i = 0; i < files.size(); ++i) {
-        const qint64 id = store.db()
-                              .scalar(QStringLiteral("SELECT id FROM files WHERE path = ?"), {files.at(i).path})
-                              .intValue()
-                              .value_or(0);
+        const qint64 id = store.files().recordAt(files.at(i).path).value_or(FileRecord()).id;
         ids.append(id);
         if (!files.at(i).text.isEmpty()) {
             FileRecord record = records.at(i);
             record.id = id;
-            store.setText(record, files.at(i).text);
+            store.textQueue().setText(record, splitIntoPassages(files.at(i).text));
         }
     }
     return ids;

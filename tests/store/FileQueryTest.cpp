@@ -1,6 +1,6 @@
 // Filter and sort compilation: the clause text, its parameters in order,
 // and that the clause selects what it says on a real table.
-#include "search/SearchQuery.h"
+#include "store/FileQuery.h"
 #include "store/IndexStore.h"
 
 #include <gtest/gtest.h>
@@ -97,7 +97,7 @@ TEST(FilterCompiler, SelectsOnARealTable)
         r.opened = opened;
         r.isScreenshot = screenshot;
         r.kind = FileKind::image;
-        store->upsert({r}, "/", 1);
+        store->files().upsert({r}, "/", 1);
     };
     add(QStringLiteral("/Cafe\u0301/a.png"), 10, 150, true);
     add(QStringLiteral("/Cafe\u0301x/b.png"), 20, std::nullopt, false);
@@ -105,7 +105,7 @@ TEST(FilterCompiler, SelectsOnARealTable)
 
     const auto matching = [&](const FileFilter &filter) {
         QStringList names;
-        for (const FileRecord &r : store->list(filter, FileSort::name, 10))
+        for (const FileRecord &r : store->files().list(filter, FileSort::name, 10))
             names.append(r.name);
         return names;
     };

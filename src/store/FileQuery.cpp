@@ -1,4 +1,4 @@
-#include "search/SearchQuery.h"
+#include "store/FileQuery.h"
 
 #include <algorithm>
 
