@@ -1,6 +1,6 @@
 #include "search/LocalQueryParser.h"
 
-#include "indexing/DownloadSources.h"
+#include "core/DownloadSources.h"
 #include "search/RegexCache.h"
 #include "search/WordRuns.h"
 

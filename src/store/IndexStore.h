@@ -2,7 +2,7 @@
 // every call goes through the database's lock.
 #pragma once
 
-#include "store/DownloadSource.h"
+#include "core/DownloadSources.h"
 #include "store/FileRecord.h"
 #include "store/FullTextRank.h"
 #include "store/SQLite.h"
