@@ -125,29 +125,8 @@ const Command *findCommand(const QString &name)
     return nullptr;
 }
 
-// Splits "-Key value" launch arguments from the rest; --database and --roots
-// become launch arguments too, so the settings read them as the window would.
-struct SplitArguments
-{
-    QStringList launch;
-    QStringList rest;
-};
-
-SplitArguments splitLaunchArguments(const QStringList &arguments)
-{
-    SplitArguments split;
-    for (qsizetype i = 0; i < arguments.size(); ++i) {
-        const QString &argument = arguments.at(i);
-        if (Defaults::isArgumentKey(argument) && i + 1 < arguments.size()) {
-            split.launch << argument << arguments.at(i + 1);
-            ++i;
-            continue;
-        }
-        split.rest << argument;
-    }
-    return split;
-}
-
+// --database and --roots become launch arguments, so the settings read them
+// as the window would.
 QStringList launchArgumentsFromOptions(const QCommandLineParser &parser)
 {
     QStringList launch;
@@ -165,7 +144,7 @@ QString generalUsage()
     QString text;
     QTextStream stream(&text);
     stream << "Usage: larder [COMMAND] [OPTIONS]\n\n"
-           << "Without a command, Larder opens its window.\n\n"
+           << "Without a command, larder prints this help.\n\n"
            << "Commands:\n";
     for (const Command &command : allCommands()) {
         if (command.summary.isEmpty())
@@ -184,7 +163,7 @@ QString generalUsage()
 
 int runCommandLine(const QStringList &arguments, QTextStream &out, QTextStream &err)
 {
-    const SplitArguments split = splitLaunchArguments(arguments);
+    const Defaults::SplitArguments split = Defaults::splitArguments(arguments);
     const QStringList &rest = split.rest;
 
     if (rest.isEmpty() || rest.first() == QLatin1String("--help") || rest.first() == QLatin1String("-h")

@@ -1,13 +1,11 @@
 #include "cli/FileOutput.h"
 
+#include "core/ByteSize.h"
 #include "core/Format.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QJsonValue>
-#include <QRegularExpression>
-
-#include <cmath>
 
 namespace FileOutput {
 
@@ -78,30 +76,6 @@ QString line(const FileRecord &r)
         + date.leftJustified(10) + QStringLiteral("  ") + r.path;
 }
 
-std::optional<qint64> parseSize(const QString &text)
-{
-    static const QRegularExpression pattern(QStringLiteral("^\\s*(\\d+(?:\\.\\d+)?)\\s*([kmgtKMGT]?)[bB]?\\s*$"),
-                                            QRegularExpression::UseUnicodePropertiesOption);
-    const QRegularExpressionMatch match = pattern.match(text);
-    if (!match.hasMatch())
-        return std::nullopt;
-    const double number = match.captured(1).toDouble();
-    const QString suffix = match.captured(2).toLower();
-    double scale = 1;
-    if (suffix == u'k')
-        scale = 1e3;
-    else if (suffix == u'm')
-        scale = 1e6;
-    else if (suffix == u'g')
-        scale = 1e9;
-    else if (suffix == u't')
-        scale = 1e12;
-    const double bytes = std::round(number * scale);
-    if (bytes > 9.2e18)
-        return std::nullopt;
-    return qint64(bytes);
-}
-
 void addFilterOptions(QCommandLineParser &parser)
 {
     parser.addOptions({kindOption, extOption, fromOption, folderOption, screenshotsOption, minSizeOption, maxSizeOption});
@@ -135,7 +109,7 @@ std::optional<QString> readFilterOptions(const QCommandLineParser &parser, FileF
     for (const auto &[option, target] : {std::pair{&minSizeOption, &filter.minSize}, {&maxSizeOption, &filter.maxSize}}) {
         if (!parser.isSet(*option))
             continue;
-        const auto size = parseSize(parser.value(*option));
+        const auto size = ByteSize::parse(parser.value(*option));
         if (!size)
             return QStringLiteral("'%1' is not a size (bytes, or a number with k, m, g or t)").arg(parser.value(*option));
         *target = size;

@@ -20,10 +20,6 @@ QJsonObject json(const FileRecord &record);
 // "document   1.2 MB  2024-05-01  /home/ada/Documents/lease.pdf"
 QString line(const FileRecord &record);
 
-// Bytes, or a number with one of the decimal suffixes k, m, g, t ("10m",
-// "1.5g"). Nothing for any other text.
-std::optional<qint64> parseSize(const QString &text);
-
 // The options --kind, --ext, --from, --folder, --screenshots, --min-size and
 // --max-size, and their reading into a filter.
 void addFilterOptions(QCommandLineParser &parser);

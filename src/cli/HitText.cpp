@@ -1,7 +1,7 @@
 #include "cli/HitText.h"
 
+#include "core/DownloadSources.h"
 #include "core/Format.h"
-#include "indexing/DownloadSources.h"
 
 #include <QDateTime>
 #include <QFileInfo>

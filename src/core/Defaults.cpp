@@ -25,11 +25,26 @@ std::unique_ptr<Defaults> &standardInstance()
     return instance;
 }
 
+bool isArgumentKey(const QString &flag)
+{
+    return flag.size() > 2 && flag.at(0) == u'-' && flag.at(1).isLetter();
+}
+
+// The launch arguments as keys and values; the pairs come from
+// splitArguments(), so each key is followed by its value.
+QHash<QString, QString> argumentValues(const QStringList &launch)
+{
+    QHash<QString, QString> values;
+    for (qsizetype i = 0; i + 1 < launch.size(); i += 2)
+        values.insert(launch.at(i).mid(1), launch.at(i + 1));
+    return values;
+}
+
 } // namespace
 
 Defaults::Defaults(QString filePath, const QStringList &arguments)
     : m_filePath(std::move(filePath))
-    , m_arguments(parseArguments(arguments))
+    , m_arguments(argumentValues(splitArguments(arguments).launch))
     , m_values(readFile())
 {
 }
@@ -48,22 +63,23 @@ void Defaults::setStandardArguments(const QStringList &arguments)
     standardInstance().reset();
 }
 
-QHash<QString, QString> Defaults::parseArguments(const QStringList &arguments)
+Defaults::SplitArguments Defaults::splitArguments(const QStringList &arguments)
 {
-    QHash<QString, QString> pairs;
-    for (qsizetype i = 0; i + 1 < arguments.size(); ++i) {
-        const QString &flag = arguments.at(i);
-        if (!isArgumentKey(flag))
+    SplitArguments split;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString &argument = arguments.at(i);
+        if (argument == QLatin1String("--")) {
+            split.rest += arguments.mid(i);
+            break;
+        }
+        if (isArgumentKey(argument) && i + 1 < arguments.size()) {
+            split.launch << argument << arguments.at(i + 1);
+            ++i;
             continue;
-        pairs.insert(flag.mid(1), arguments.at(i + 1));
-        ++i;
+        }
+        split.rest << argument;
     }
-    return pairs;
-}
-
-bool Defaults::isArgumentKey(const QString &flag)
-{
-    return flag.size() > 2 && flag.at(0) == u'-' && flag.at(1).isLetter();
+    return split;
 }
 
 QJsonObject Defaults::readFile() const

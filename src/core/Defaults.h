@@ -15,8 +15,8 @@ class Defaults
 {
 public:
     // filePath: the JSON file, created on the first write. arguments: the
-    // process's launch arguments; each "-Key value" pair becomes a string
-    // value that reads before the file.
+    // process's launch arguments; each "-Key value" pair before a "--"
+    // becomes a string value that reads before the file.
     explicit Defaults(QString filePath, const QStringList &arguments = {});
 
     // The program's own store: Paths::settingsFile() with the launch arguments
@@ -50,11 +50,16 @@ public:
     QString filePath() const { return m_filePath; }
     QString lastWriteError() const { return m_lastWriteError; }
 
-    // The "-Key value" pairs found in arguments.
-    static QHash<QString, QString> parseArguments(const QStringList &arguments);
-    // "-Key": one dash, a letter, at least one more character. "--option"
-    // and "-h" are not keys.
-    static bool isArgumentKey(const QString &flag);
+    // A command line split into its "-Key value" launch arguments and the
+    // rest, in order. A key is one dash, a letter and at least one more
+    // character ("--option" and "-h" are not keys). Everything from a "--" on
+    // is the rest, so "-- -draft notes" stays words to search for.
+    struct SplitArguments
+    {
+        QStringList launch;
+        QStringList rest;
+    };
+    static SplitArguments splitArguments(const QStringList &arguments);
 
 private:
     QJsonObject readFile() const;

@@ -1,7 +1,7 @@
 #include "indexing/FileScanner.h"
 
+#include "core/DownloadSources.h"
 #include "core/Paths.h"
-#include "indexing/DownloadSources.h"
 #include "indexing/FileKinds.h"
 #include "platform/FileTraces.h"
 #include "platform/MagicScreen.h"

@@ -1,7 +1,7 @@
 #include "platform/FileTraces.h"
 
+#include "core/DownloadSources.h"
 #include "core/Paths.h"
-#include "indexing/DownloadSources.h"
 #include "platform/QuietOpen.h"
 
 #include <QDateTime>

@@ -1,7 +1,7 @@
 #include "search/FilterChips.h"
 
+#include "core/DownloadSources.h"
 #include "core/Format.h"
-#include "indexing/DownloadSources.h"
 
 #include <algorithm>
 

@@ -1,6 +1,7 @@
 #include "search/LocalQueryParser.h"
 
-#include "indexing/DownloadSources.h"
+#include "core/ByteSize.h"
+#include "core/DownloadSources.h"
 #include "search/RegexCache.h"
 #include "search/WordRuns.h"
 
@@ -9,6 +10,7 @@
 #include <QSet>
 
 #include <algorithm>
+#include <limits>
 
 UserCalendar UserCalendar::current()
 {
@@ -166,22 +168,11 @@ const QList<KindRule> &kindRules()
 // ---------------------------------------------------------------------------
 // Sizes.
 
+// A bound read from the request, where "1,5" is one and a half; a number too
+// large to count reads as the largest size.
 qint64 sizeValue(const QString &number, const QString &unit)
 {
-    bool ok = false;
-    double value = QString(number).replace(u',', u'.').toDouble(&ok);
-    if (!ok)
-        value = 0;
-    double multiplier = 1;
-    if (unit == u"tb")
-        multiplier = 1e12;
-    else if (unit == u"gb" || unit == u"g")
-        multiplier = 1e9;
-    else if (unit == u"mb" || unit == u"m")
-        multiplier = 1e6;
-    else if (unit == u"kb" || unit == u"k")
-        multiplier = 1e3;
-    return qint64(value * multiplier);
+    return ByteSize::parse(QString(number).replace(u',', u'.') + unit).value_or(std::numeric_limits<qint64>::max());
 }
 
 void parseSizes(QString &working, FileFilter &filter)

@@ -20,7 +20,7 @@ struct FileRecord
     QString path;
     QString name;
     QString ext; // lowercased, possibly empty
-    std::optional<QString> uti; // the MIME type name
+    std::optional<QString> uti; // holds the MIME type name, e.g. "application/pdf"
     FileKind kind = FileKind::other;
     qint64 size = 0;
     // Dates are seconds since 1970.

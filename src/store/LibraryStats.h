@@ -2,7 +2,7 @@
 // sidebar. Made by IndexStore::stats().
 #pragma once
 
-#include "store/DownloadSource.h"
+#include "core/DownloadSources.h"
 #include "store/FileRecord.h"
 #include "store/SQLite.h"
 

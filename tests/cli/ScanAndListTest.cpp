@@ -1,6 +1,5 @@
 // `larder scan` and `larder ls` end to end, through the built program on a
 // real library file.
-#include "cli/FileOutput.h"
 #include "support/MediaFixtures.h"
 #include "support/TestEnvironment.h"
 
@@ -136,21 +135,6 @@ TEST_F(ScanAndListTest, BadInputGetsAUsageErrorOrAFailure)
     const auto notFolder = larder({"scan", file});
     EXPECT_EQ(notFolder.exitCode, 1);
     EXPECT_TRUE(notFolder.err.contains("is not a folder"));
-}
-
-TEST(FileOutput, Sizes)
-{
-    const struct
-    {
-        const char *text;
-        std::optional<qint64> bytes;
-    } cases[] = {
-        {"0", 0},       {"512", 512},       {"10k", 10000},         {"10K", 10000}, {"1.5m", 1500000},
-        {"2g", 2000000000}, {"1t", 1000000000000}, {"3mb", 3000000}, {"", std::nullopt}, {"-5", std::nullopt},
-        {"ten", std::nullopt}, {"5x", std::nullopt},
-    };
-    for (const auto &c : cases)
-        EXPECT_EQ(FileOutput::parseSize(QString::fromUtf8(c.text)), c.bytes) << c.text;
 }
 
 } // namespace

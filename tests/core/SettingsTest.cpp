@@ -19,10 +19,7 @@ class SettingsTest : public ::testing::Test
 protected:
     QString path() const { return m_dir.path() + QStringLiteral("/Larder/settings.json"); }
 
-    void writeJson(const QJsonObject &object)
-    {
-        TestEnvironment::writeFile(path(), QJsonDocument(object).toJson());
-    }
+    void writeJson(const QJsonObject &object) { TestEnvironment::writeFile(path(), QJsonDocument(object).toJson()); }
 
     QJsonObject readJson() const
     {
@@ -34,70 +31,69 @@ protected:
     QTemporaryDir m_dir;
 };
 
-} // namespace
-
-TEST_F(SettingsTest, AbsentKeysGiveTheDefaults)
+// A stored value of the setting's own type wins, even false, an empty list
+// or a one-item list; an absent key or a value of another type gives the
+// default. Settings are read by their property names, which are the keys.
+TEST_F(SettingsTest, StoredValuesCountOnlyWithTheirOwnType)
 {
-    Defaults defaults(path());
-    AppSettings settings(defaults);
-    EXPECT_EQ(settings.indexedFolders(), Paths::defaultIndexedFolders());
-    EXPECT_TRUE(settings.pinnedFolders().isEmpty());
-    EXPECT_EQ(settings.fastModel(), QStringLiteral("claude-haiku-5-5"));
-    EXPECT_EQ(settings.smartModel(), QStringLiteral("claude-opus-5"));
-    EXPECT_TRUE(settings.aiSearchEnabled());
-    EXPECT_TRUE(settings.aiRerankEnabled());
-    EXPECT_TRUE(settings.liveAnswersEnabled());
-    EXPECT_TRUE(settings.autoEnhance());
-    EXPECT_FALSE(settings.onboardingComplete());
-    EXPECT_EQ(settings.viewMode(), QStringLiteral("grid"));
-    EXPECT_EQ(settings.thumbnailSize(), 128.0);
+    const struct
+    {
+        const char *key;
+        QJsonValue stored; // undefined: absent
+        QVariant expected;
+    } cases[] = {
+        {"aiSearchEnabled", QJsonValue::Undefined, true},
+        {"aiSearchEnabled", false, false},
+        {"aiSearchEnabled", QStringLiteral("no"), true},
+        {"thumbnailSize", QJsonValue::Undefined, 128.0},
+        {"thumbnailSize", 200, 200.0},
+        {"thumbnailSize", QStringLiteral("big"), 128.0},
+        {"indexedFolders", QJsonValue::Undefined, Paths::defaultIndexedFolders()},
+        {"indexedFolders", QJsonArray(), QStringList()},
+        {"indexedFolders", QStringLiteral("/just/one"), Paths::defaultIndexedFolders()},
+        {"pinnedFolders", QJsonArray{QStringLiteral("/only")}, QStringList{QStringLiteral("/only")}},
+        {"pinnedFolders", QJsonArray{QStringLiteral("/a"), 3}, QStringList()},
+        {"fastModel", QJsonValue::Undefined, QStringLiteral("claude-haiku-5-5")},
+        {"fastModel", 7, QStringLiteral("claude-haiku-5-5")},
+        {"smartModel", QJsonValue::Undefined, QStringLiteral("claude-opus-5")},
+        {"viewMode", QJsonValue::Undefined, QStringLiteral("grid")},
+        {"onboardingComplete", QJsonValue::Undefined, false},
+    };
+    for (const auto &c : cases) {
+        QFile::remove(path());
+        if (!c.stored.isUndefined())
+            writeJson({{QString::fromLatin1(c.key), c.stored}});
+        Defaults defaults(path());
+        AppSettings settings(defaults);
+        EXPECT_EQ(settings.property(c.key), c.expected) << c.key << " stored as " << c.stored.type();
+    }
     EXPECT_FALSE(QFile::exists(path())) << "reading writes nothing";
 }
 
-TEST_F(SettingsTest, StoredValuesOfTheWrongTypeGiveTheDefault)
+// Every set writes through with its type, another process's keys survive,
+// a file that isn't JSON is replaced, and only a change notifies.
+TEST_F(SettingsTest, ChangesWriteThroughWithTheirTypes)
 {
-    writeJson({{QStringLiteral("aiSearchEnabled"), QStringLiteral("no")},
-               {QStringLiteral("thumbnailSize"), QStringLiteral("big")},
-               {QStringLiteral("indexedFolders"), QStringLiteral("/just/one")},
-               {QStringLiteral("pinnedFolders"), QJsonArray{QStringLiteral("/a"), 3}},
-               {QStringLiteral("fastModel"), 7}});
-    Defaults defaults(path());
-    AppSettings settings(defaults);
-    EXPECT_TRUE(settings.aiSearchEnabled());
-    EXPECT_EQ(settings.thumbnailSize(), 128.0);
-    EXPECT_EQ(settings.indexedFolders(), Paths::defaultIndexedFolders());
-    EXPECT_TRUE(settings.pinnedFolders().isEmpty());
-    EXPECT_EQ(settings.fastModel(), QStringLiteral("claude-haiku-5-5"));
-}
-
-TEST_F(SettingsTest, StoredValuesWinOverDefaults)
-{
-    writeJson({{QStringLiteral("aiSearchEnabled"), false},
-               {QStringLiteral("indexedFolders"), QJsonArray()},
-               {QStringLiteral("pinnedFolders"), QJsonArray{QStringLiteral("/only")}},
-               {QStringLiteral("thumbnailSize"), 200}});
-    Defaults defaults(path());
-    AppSettings settings(defaults);
-    EXPECT_FALSE(settings.aiSearchEnabled()) << "an explicit false stays false";
-    EXPECT_TRUE(settings.indexedFolders().isEmpty()) << "an empty list stays empty";
-    EXPECT_EQ(settings.pinnedFolders(), QStringList{QStringLiteral("/only")}) << "a one-item list stays a list";
-    EXPECT_EQ(settings.thumbnailSize(), 200.0);
-}
-
-TEST_F(SettingsTest, ChangesWriteThroughWithTheirTypesAndReadBackInANewObject)
-{
+    TestEnvironment::writeFile(path(), "{ this is not json");
     {
         Defaults defaults(path());
         AppSettings settings(defaults);
+        EXPECT_TRUE(settings.aiRerankEnabled());
+        QSignalSpy spy(&settings, &AppSettings::viewModeChanged);
+        settings.setViewMode(QStringLiteral("grid"));
+        EXPECT_EQ(spy.count(), 0);
+        writeJson({{QStringLiteral("fastModel"), QStringLiteral("from-elsewhere")}});
+        settings.setViewMode(QStringLiteral("list"));
+        EXPECT_EQ(spy.count(), 1);
         settings.setPinnedFolders({QStringLiteral("/p")});
         settings.setAiRerankEnabled(false);
         settings.setThumbnailSize(96.5);
-        settings.setViewMode(QStringLiteral("list"));
     }
     const QJsonObject stored = readJson();
-    EXPECT_TRUE(stored.value(QStringLiteral("pinnedFolders")).isArray());
-    EXPECT_TRUE(stored.value(QStringLiteral("aiRerankEnabled")).isBool());
-    EXPECT_TRUE(stored.value(QStringLiteral("thumbnailSize")).isDouble());
+    EXPECT_EQ(stored.value(QStringLiteral("fastModel")), QStringLiteral("from-elsewhere"));
+    EXPECT_EQ(stored.value(QStringLiteral("pinnedFolders")), QJsonArray{QStringLiteral("/p")});
+    EXPECT_EQ(stored.value(QStringLiteral("aiRerankEnabled")), QJsonValue(false));
+    EXPECT_EQ(stored.value(QStringLiteral("thumbnailSize")), QJsonValue(96.5));
 
     Defaults defaults(path());
     AppSettings settings(defaults);
@@ -107,67 +103,42 @@ TEST_F(SettingsTest, ChangesWriteThroughWithTheirTypesAndReadBackInANewObject)
     EXPECT_EQ(settings.viewMode(), QStringLiteral("list"));
 }
 
-TEST_F(SettingsTest, OnlyAChangeNotifiesButEverySetWrites)
-{
-    Defaults defaults(path());
-    AppSettings settings(defaults);
-    QSignalSpy spy(&settings, &AppSettings::viewModeChanged);
-    settings.setViewMode(QStringLiteral("grid"));
-    EXPECT_EQ(spy.count(), 0);
-    EXPECT_EQ(readJson().value(QStringLiteral("viewMode")).toString(), QStringLiteral("grid"));
-    settings.setViewMode(QStringLiteral("list"));
-    EXPECT_EQ(spy.count(), 1);
-}
-
-TEST_F(SettingsTest, WritesKeepKeysThatAnotherProcessWrote)
-{
-    Defaults mine(path());
-    AppSettings settings(mine);
-    writeJson({{QStringLiteral("fastModel"), QStringLiteral("from-elsewhere")}});
-    settings.setViewMode(QStringLiteral("list"));
-    const QJsonObject stored = readJson();
-    EXPECT_EQ(stored.value(QStringLiteral("fastModel")).toString(), QStringLiteral("from-elsewhere"));
-    EXPECT_EQ(stored.value(QStringLiteral("viewMode")).toString(), QStringLiteral("list"));
-}
-
-TEST_F(SettingsTest, AFileThatIsNotJsonReadsAsEmptyAndIsReplacedAtTheNextWrite)
-{
-    TestEnvironment::writeFile(path(), "{ this is not json");
-    Defaults defaults(path());
-    AppSettings settings(defaults);
-    EXPECT_TRUE(settings.aiSearchEnabled());
-    settings.setAiSearchEnabled(false);
-    EXPECT_FALSE(readJson().value(QStringLiteral("aiSearchEnabled")).toBool(true));
-}
-
-TEST_F(SettingsTest, LaunchArgumentsReadBeforeTheFileAsStrings)
+// "-Key value" pairs read before the file as strings, up to a "--": after
+// it the words belong to the command.
+TEST_F(SettingsTest, LaunchArgumentsReadBeforeTheFileUpToADoubleDash)
 {
     writeJson({{QStringLiteral("LarderDatabase"), QStringLiteral("/from/file")}});
-    Defaults defaults(path(), {QStringLiteral("larder"), QStringLiteral("-LarderDatabase"), QStringLiteral("/from/args"),
-                               QStringLiteral("--json"), QStringLiteral("-onboardingComplete"), QStringLiteral("YES"),
-                               QStringLiteral("-aiSearchEnabled"), QStringLiteral("NO")});
+    const QStringList arguments{"search", "-LarderDatabase", "/from/args", "--json", "-onboardingComplete", "YES",
+                                "-aiSearchEnabled", "NO", "-h", "--", "-draft", "notes", "-viewMode", "list"};
+    Defaults defaults(path(), arguments);
     EXPECT_EQ(defaults.string(QStringLiteral("LarderDatabase")), QStringLiteral("/from/args"));
+    EXPECT_FALSE(defaults.contains(QStringLiteral("draft")));
+    EXPECT_FALSE(defaults.contains(QStringLiteral("viewMode")));
     AppSettings settings(defaults);
     EXPECT_TRUE(settings.onboardingComplete()) << "a boolean read leniently accepts YES";
     EXPECT_TRUE(settings.aiSearchEnabled()) << "a string is not a boolean: the default";
+
+    const Defaults::SplitArguments split = Defaults::splitArguments(arguments);
+    EXPECT_EQ(split.launch, (QStringList{"-LarderDatabase", "/from/args", "-onboardingComplete", "YES",
+                                         "-aiSearchEnabled", "NO"}));
+    EXPECT_EQ(split.rest, (QStringList{"search", "--json", "-h", "--", "-draft", "notes", "-viewMode", "list"}));
 }
 
 TEST_F(SettingsTest, IndexRootsComeFromTheForcedListOrTheFolders)
 {
-    struct Case
+    const QStringList folders{QStringLiteral("/f1"), QStringLiteral("/f2")};
+    const struct
     {
         const char *forced; // nullptr: absent
         QStringList expected;
-    };
-    const QStringList folders{QStringLiteral("/f1"), QStringLiteral("/f2")};
-    const Case cases[] = {
+    } cases[] = {
         {nullptr, folders},
         {"", folders},
         {"/a::/b", {QStringLiteral("/a"), QStringLiteral("/b")}},
         {":::", {}},
         {"/only", {QStringLiteral("/only")}},
     };
-    for (const Case &c : cases) {
+    for (const auto &c : cases) {
         QStringList arguments;
         if (c.forced)
             arguments << QStringLiteral("-LarderIndexRoots") << QString::fromUtf8(c.forced);
@@ -190,3 +161,5 @@ TEST(Paths, AUserFolderSetToTheHomeFolderIsLeftOut)
     EXPECT_EQ(folders.last(), home + QStringLiteral("/Applications"));
     QFile::remove(home + QStringLiteral("/.config/user-dirs.dirs"));
 }
+
+} // namespace

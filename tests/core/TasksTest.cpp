@@ -15,6 +15,15 @@
 
 using TestEnvironment::waitUntil;
 
+namespace {
+
+// The calling thread's nice value and I/O priority class.
+std::pair<int, long> threadPriority()
+{
+    const auto tid = static_cast<id_t>(::syscall(SYS_gettid));
+    return {::getpriority(PRIO_PROCESS, tid), ::syscall(SYS_ioprio_get, 1, static_cast<int>(tid)) >> 13};
+}
+
 TEST(Tasks, CancelledBeforeStartTouchesNothing)
 {
     std::atomic_bool ran = false;
@@ -44,73 +53,49 @@ TEST(Tasks, CancelledWhileRunningDropsTheHandBack)
     EXPECT_FALSE(delivered);
 }
 
-TEST(Tasks, ResultsArriveOnTheReceiversThread)
+// Results arrive on the receiver's thread, and only while it lives.
+TEST(Tasks, HandBackGoesToLivingReceiversOnTheirThread)
 {
-    QObject receiver;
+    auto gone = std::make_unique<QObject>();
+    QObject *raw = gone.get();
+    QObject living;
+    std::atomic_bool posted = false;
+    bool goneCalled = false;
     QThread *deliveredOn = nullptr;
     Tasks::run(Tasks::Priority::UserInitiated, [&](const CancellationToken &) {
-        Tasks::deliver(&receiver, [&] { deliveredOn = QThread::currentThread(); });
-    });
-    ASSERT_TRUE(waitUntil([&] { return deliveredOn != nullptr; }));
-    EXPECT_EQ(deliveredOn, receiver.thread());
-}
-
-TEST(Tasks, AReceiverThatIsGoneGetsNothing)
-{
-    auto receiver = std::make_unique<QObject>();
-    QObject *raw = receiver.get();
-    std::atomic_bool posted = false;
-    bool called = false;
-    QObject sentinel;
-    bool sentinelCalled = false;
-    Tasks::run(Tasks::Priority::UserInitiated, [&](const CancellationToken &) {
-        Tasks::deliver(raw, [&] { called = true; });
-        Tasks::deliver(&sentinel, [&] { sentinelCalled = true; });
+        Tasks::deliver(raw, [&] { goneCalled = true; });
+        Tasks::deliver(&living, [&] { deliveredOn = QThread::currentThread(); });
         posted = true;
     });
     // The receiver goes away before the main thread runs its events.
     while (!posted)
         QThread::msleep(1);
-    receiver.reset();
-    ASSERT_TRUE(waitUntil([&] { return sentinelCalled; }));
-    EXPECT_FALSE(called);
+    gone.reset();
+    ASSERT_TRUE(waitUntil([&] { return deliveredOn != nullptr; }));
+    EXPECT_EQ(deliveredOn, living.thread());
+    EXPECT_FALSE(goneCalled);
 }
 
-TEST(Tasks, UtilityThreadsRunAtLowCpuAndIdleIoPriority)
-{
-    std::atomic_int nice = -100;
-    std::atomic_long ioPriority = -1;
-    Tasks::run(Tasks::Priority::Utility, [&](const CancellationToken &) {
-        const auto tid = static_cast<id_t>(::syscall(SYS_gettid));
-        errno = 0;
-        nice = ::getpriority(PRIO_PROCESS, tid);
-        ioPriority = ::syscall(SYS_ioprio_get, 1, static_cast<int>(tid));
-    });
-    Tasks::waitForIdle();
-    EXPECT_GE(nice.load(), 10);
-    EXPECT_EQ(ioPriority.load() >> 13, 3) << "idle I/O class";
-}
-
-// A scan's writer: jobs in order on a thread of its own, one at a time, at
-// the priority of the thread that made it; a failure ends the line.
+// Utility work runs at low CPU and idle I/O priority. A scan's writer runs
+// its jobs in order on a thread of its own, one at a time, at the priority
+// of the thread that made it; a failure ends the line until it is collected.
 TEST(SerialWorker, RunsJobsInOrderBesideItsMakerAndStopsAtAFailure)
 {
-    std::atomic_int nice = -100;
-    std::atomic_long ioPriority = -1;
+    std::pair<int, long> makerPriority;
+    std::pair<int, long> workerPriority;
     QList<int> done;
     std::atomic_bool running = false;
     std::atomic_bool overlapped = false;
     int jobsAfterFailure = 0;
     Tasks::run(Tasks::Priority::Utility, [&](const CancellationToken &) {
+        makerPriority = threadPriority();
         SerialWorker worker;
         for (int i = 0; i < 5; ++i) {
             worker.post([&, i] {
                 overlapped = overlapped || running.exchange(true);
                 QThread::msleep(5);
                 done.append(i);
-                const auto tid = static_cast<id_t>(::syscall(SYS_gettid));
-                nice = ::getpriority(PRIO_PROCESS, tid);
-                ioPriority = ::syscall(SYS_ioprio_get, 1, static_cast<int>(tid));
+                workerPriority = threadPriority();
                 running = false;
             });
         }
@@ -122,15 +107,16 @@ TEST(SerialWorker, RunsJobsInOrderBesideItsMakerAndStopsAtAFailure)
         } catch (const std::runtime_error &) {
             done.append(-1);
         }
-        worker.post([&] { ++jobsAfterFailure; }); // the line goes on once the failure is collected
+        worker.post([&] { ++jobsAfterFailure; });
         worker.finish();
     });
     Tasks::waitForIdle();
     EXPECT_EQ(done, (QList<int>{0, 1, 2, 3, 4, -1}));
     EXPECT_FALSE(overlapped.load());
     EXPECT_EQ(jobsAfterFailure, 1);
-    EXPECT_GE(nice.load(), 10);
-    EXPECT_EQ(ioPriority.load() >> 13, 3) << "idle I/O class, as its maker";
+    EXPECT_GE(makerPriority.first, 10);
+    EXPECT_EQ(makerPriority.second, 3) << "idle I/O class";
+    EXPECT_EQ(workerPriority, makerPriority);
 }
 
 TEST(Debouncer, TenCallsInABurstRunOnceWithTheLastWork)
@@ -139,10 +125,7 @@ TEST(Debouncer, TenCallsInABurstRunOnceWithTheLastWork)
     int runs = 0;
     int lastValue = -1;
     for (int i = 0; i < 10; ++i)
-        debouncer.call([&, i](const CancellationToken &) {
-            ++runs;
-            lastValue = i;
-        });
+        debouncer.call([&, i](const CancellationToken &) { ++runs; lastValue = i; });
     EXPECT_TRUE(debouncer.isPending());
     ASSERT_TRUE(waitUntil([&] { return runs > 0; }));
     QThread::msleep(60);
@@ -151,29 +134,24 @@ TEST(Debouncer, TenCallsInABurstRunOnceWithTheLastWork)
     EXPECT_EQ(lastValue, 9);
 }
 
-TEST(Debouncer, ReplacingCancelsTheTokenOfWorkAlreadyStarted)
+// A new call cancels the token of work already started; cancel() stops
+// work still waiting.
+TEST(Debouncer, ReplacingOrCancellingStopsEarlierWork)
 {
     Debouncer debouncer(5);
     CancellationToken first;
     bool firstRan = false;
-    debouncer.call([&](const CancellationToken &token) {
-        first = token;
-        firstRan = true;
-    });
+    debouncer.call([&](const CancellationToken &token) { first = token; firstRan = true; });
     ASSERT_TRUE(waitUntil([&] { return firstRan; }));
     EXPECT_FALSE(first.isCancelled());
-    debouncer.call([](const CancellationToken &) {});
-    EXPECT_TRUE(first.isCancelled()) << "background work of the replaced call can see it was superseded";
-}
-
-TEST(Debouncer, CancelStopsPendingWork)
-{
-    Debouncer debouncer(5);
-    bool ran = false;
-    debouncer.call([&](const CancellationToken &) { ran = true; });
+    bool secondRan = false;
+    debouncer.call([&](const CancellationToken &) { secondRan = true; });
+    EXPECT_TRUE(first.isCancelled());
     debouncer.cancel();
+    EXPECT_FALSE(debouncer.isPending());
     QThread::msleep(30);
     QCoreApplication::processEvents();
-    EXPECT_FALSE(ran);
-    EXPECT_FALSE(debouncer.isPending());
+    EXPECT_FALSE(secondRan);
 }
+
+} // namespace

@@ -135,6 +135,12 @@ TEST_F(SearchCommand, EmptyResultsAndBadOptions)
     EXPECT_EQ(unopenable.exitCode, 1);
     EXPECT_TRUE(unopenable.err.contains(QStringLiteral("Couldn't open the library database"))) << unopenable.err.toStdString();
 
+    // After "--" every word is the request, even one that looks like a launch argument.
+    const auto dashed = search({QStringLiteral("--json"), QStringLiteral("--"), QStringLiteral("-draft"), QStringLiteral("notes")});
+    EXPECT_EQ(QJsonDocument::fromJson(dashed.out.toUtf8())["query"]["keywords"].toArray(),
+              (QJsonArray{QStringLiteral("draft"), QStringLiteral("notes")}))
+        << dashed.out.toStdString() << dashed.err.toStdString();
+
     for (const QStringList &bad : {QStringList{}, QStringList{QStringLiteral("--limit"), QStringLiteral("0"),
                                                               QStringLiteral("lease")}}) {
         result = search(bad);

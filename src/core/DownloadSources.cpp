@@ -1,4 +1,4 @@
-#include "indexing/DownloadSources.h"
+#include "core/DownloadSources.h"
 
 namespace {
 

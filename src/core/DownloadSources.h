@@ -1,9 +1,8 @@
 // Where a downloaded file came from: the table of well-known sources, and
 // the classification of a file's download traces (its where-from URLs and
-// the application that saved it) into one short source id.
+// the application that saved it) into one short source id. Pure data and URL
+// text; nothing here reads a file.
 #pragma once
-
-#include "store/DownloadSource.h"
 
 #include <QHash>
 #include <QString>
@@ -11,6 +10,20 @@
 #include <QUrl>
 
 #include <optional>
+
+// A source id as the library stores it: the id of a well-known source such
+// as "gmail", or "web:" and a host for any other site.
+struct DownloadSource
+{
+    QString id;
+
+    friend bool operator==(const DownloadSource &, const DownloadSource &) = default;
+};
+
+inline size_t qHash(const DownloadSource &source, size_t seed = 0)
+{
+    return qHash(source.id, seed);
+}
 
 struct KnownSource
 {
