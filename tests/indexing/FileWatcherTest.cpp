@@ -10,9 +10,8 @@
 
 #include <gtest/gtest.h>
 
-#include <condition_variable>
 #include <fcntl.h>
-#include <mutex>
+#include <future>
 #include <sched.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -43,27 +42,20 @@ TEST(FileWatcherTest, AQueueThatOverflowedIsReported)
     if (queued <= 0 || queued > 200000)
         GTEST_SKIP() << "the kernel's queue is too large to fill here";
     QTemporaryDir root;
-    std::mutex lock;
-    std::condition_variable changed;
-    bool holding = false;
-    bool released = false;
+    std::atomic_bool holding = false;
     std::atomic_int overflows = 0;
-    const auto hold = [&](const QStringList &) {
-        std::unique_lock guard(lock);
-        holding = true;
-        changed.notify_all();
-        changed.wait(guard, [&] { return released; });
-    };
-    FileWatcher watcher({root.path()}, {hold, [&] { ++overflows; }, {}});
+    std::promise<void> release;
+    const std::shared_future<void> released = release.get_future().share();
+    FileWatcher watcher({root.path()}, {[&](const QStringList &) {
+                                            holding = true;
+                                            released.wait();
+                                        },
+                                        [&] { ++overflows; }, {}});
     watcher.start();
     QFile first(root.path() + "/first");
     QFile second(root.path() + "/second");
     ASSERT_TRUE(first.open(QIODevice::WriteOnly) && second.open(QIODevice::WriteOnly));
-    bool held = false;
-    {
-        std::unique_lock guard(lock);
-        held = changed.wait_for(guard, std::chrono::seconds(5), [&] { return holding; });
-    }
+    const bool held = waitUntil([&] { return holding.load(); }, 5000);
     // Writes to two files in turn, so that the kernel merges none of them.
     for (int i = 0; held && i < queued; ++i) {
         first.write("x");
@@ -71,11 +63,7 @@ TEST(FileWatcherTest, AQueueThatOverflowedIsReported)
         second.write("x");
         second.flush();
     }
-    {
-        std::lock_guard guard(lock);
-        released = true;
-    }
-    changed.notify_all();
+    release.set_value();
     ASSERT_TRUE(held);
     EXPECT_TRUE(waitUntil([&] { return overflows > 0; }, 5000));
 }
