@@ -2,7 +2,6 @@
 
 #include <QDir>
 #include <QDirIterator>
-#include <QElapsedTimer>
 #include <QFile>
 
 #include <cerrno>
@@ -17,16 +16,6 @@ constexpr uint32_t folderEvents = IN_CREATE | IN_DELETE | IN_MODIFY | IN_CLOSE_W
                                   | IN_MOVED_TO | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR | IN_DONT_FOLLOW
                                   | IN_EXCL_UNLINK;
 
-qint64 monotonicMs()
-{
-    static QElapsedTimer clock = [] {
-        QElapsedTimer t;
-        t.start();
-        return t;
-    }();
-    return clock.elapsed();
-}
-
 bool isBelow(const QString &path, const QString &folder)
 {
     return path.size() > folder.size() && path.startsWith(folder) && path.at(folder.size()) == u'/';
@@ -34,10 +23,9 @@ bool isBelow(const QString &path, const QString &folder)
 
 } // namespace
 
-FileWatcher::FileWatcher(QStringList paths, double latencySeconds, Callbacks callbacks, QStringList ignoredPaths,
+FileWatcher::FileWatcher(QStringList paths, Callbacks callbacks, QStringList ignoredPaths,
                          std::function<bool(const QString &)> skipFolder)
     : m_paths(std::move(paths))
-    , m_latency(latencySeconds)
     , m_callbacks(std::move(callbacks))
     , m_ignored(ignoredPaths.begin(), ignoredPaths.end())
     , m_skipFolder(std::move(skipFolder))
@@ -90,8 +78,6 @@ void FileWatcher::stop(PendingChanges pending)
     std::lock_guard guard(m_watchLock);
     m_folderOfWatch.clear();
     m_watchOfFolder.clear();
-    m_pending.clear();
-    m_batchStartedMs = -1;
 }
 
 int FileWatcher::watchCount() const
@@ -167,45 +153,20 @@ void FileWatcher::renameTree(const QString &from, const QString &to)
     }
 }
 
-void FileWatcher::report(const QString &path)
-{
-    if (m_ignored.contains(path))
-        return;
-    if (m_pending.isEmpty() && m_batchStartedMs < 0)
-        m_batchStartedMs = monotonicMs();
-    m_pending.insert(path);
-}
-
-void FileWatcher::deliver()
-{
-    const QStringList batch(m_pending.begin(), m_pending.end());
-    m_pending.clear();
-    m_batchStartedMs = -1;
-    if (!batch.isEmpty() && m_callbacks.changed)
-        m_callbacks.changed(batch);
-}
-
 void FileWatcher::run()
 {
-    const qint64 latencyMs = qint64(m_latency * 1000);
     for (;;) {
-        int timeout = -1;
-        if (m_batchStartedMs >= 0)
-            timeout = int(std::max<qint64>(0, m_batchStartedMs + latencyMs - monotonicMs()));
         pollfd fds[2] = {{m_inotify, POLLIN, 0}, {m_wake, POLLIN, 0}};
-        const int ready = ::poll(fds, 2, timeout);
+        const int ready = ::poll(fds, 2, -1);
         if (ready < 0 && errno != EINTR)
             return;
         if (fds[1].revents & POLLIN) {
             if (m_deliverOnStop) {
                 while (readEvents()) {
                 }
-                deliver();
             }
             return;
         }
-        if (m_batchStartedMs >= 0 && monotonicMs() >= m_batchStartedMs + latencyMs)
-            deliver();
         if (fds[0].revents & POLLIN)
             readEvents();
     }
@@ -220,6 +181,11 @@ bool FileWatcher::readEvents()
     // A folder moved away shows as a MOVED_FROM without its MOVED_TO in
     // the same read; its watches then point outside the roots and go.
     QHash<uint32_t, QString> movedFrom;
+    QSet<QString> changed;
+    const auto report = [&](const QString &path) {
+        if (!m_ignored.contains(path))
+            changed.insert(path);
+    };
     for (ssize_t offset = 0; offset < length;) {
         const auto *event = reinterpret_cast<const inotify_event *>(buffer + offset);
         offset += ssize_t(sizeof(inotify_event) + event->len);
@@ -270,5 +236,7 @@ bool FileWatcher::readEvents()
     }
     for (const QString &gone : std::as_const(movedFrom))
         removeTree(gone);
+    if (!changed.isEmpty() && m_callbacks.changed)
+        m_callbacks.changed(QStringList(changed.begin(), changed.end()));
     return true;
 }

@@ -1,6 +1,7 @@
-// Follows folders through inotify and hands batches of changed paths to a
-// handler on the watcher's own thread. All judgement about the paths
-// (filtering, mapping to packages, what to rescan) is the indexer's.
+// Follows folders through inotify and hands the changed paths of each read
+// of the kernel's queue to a handler on the watcher's own thread, at once:
+// gathering them into a window, and all judgement about the paths
+// (filtering, mapping to packages, what to rescan), is the indexer's.
 #pragma once
 
 #include <QHash>
@@ -20,7 +21,7 @@ public:
 
     struct Callbacks
     {
-        // Batches of absolute paths, on the watcher's thread.
+        // The absolute paths of one read, on the watcher's thread.
         Handler changed;
         // The kernel's event queue overflowed: changes were lost, and the
         // roots should be scanned again.
@@ -29,11 +30,10 @@ public:
         std::function<void(const QString &message)> failed;
     };
 
-    // latencySeconds: how long events gather after the first of a batch.
     // ignoredPaths: files whose changes are never reported (the library's own).
     // skipFolder: folder names not to descend into (their changes would be
     // dropped anyway); packages are watched inside.
-    FileWatcher(QStringList paths, double latencySeconds, Callbacks callbacks, QStringList ignoredPaths = {},
+    FileWatcher(QStringList paths, Callbacks callbacks, QStringList ignoredPaths = {},
                 std::function<bool(const QString &folderName)> skipFolder = {});
     ~FileWatcher();
 
@@ -43,8 +43,8 @@ public:
     // Starts watching. A second call, or a call with no paths, does nothing.
     void start();
     enum class PendingChanges {
-        discard, // what hasn't been handed over yet is dropped
-        deliver, // changes seen so far go to the handler once more, at once
+        discard, // what waits in the kernel's queue is dropped
+        deliver, // what waits in the kernel's queue goes to the handler first
     };
     // Stops and releases every watch. Also done by the destructor, which
     // discards what is pending.
@@ -64,11 +64,8 @@ private:
     bool addWatch(const QString &folder);
     void removeTree(const QString &folder);
     void renameTree(const QString &from, const QString &to);
-    void report(const QString &path);
-    void deliver();
 
     QStringList m_paths;
-    double m_latency;
     Callbacks m_callbacks;
     QSet<QString> m_ignored;
     std::function<bool(const QString &)> m_skipFolder;
@@ -83,7 +80,4 @@ private:
     QHash<int, QString> m_folderOfWatch;
     QHash<QString, int> m_watchOfFolder;
     bool m_outOfWatchesReported = false;
-
-    QSet<QString> m_pending;
-    qint64 m_batchStartedMs = -1;
 };

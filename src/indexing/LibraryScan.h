@@ -1,0 +1,54 @@
+// The scan of the library's roots: each root walked in batches, upserted and
+// then reconciled, with the phase shown while it runs. Started and stopped
+// on the main thread; the walk runs on one counted utility task.
+#pragma once
+
+#include "core/Tasks.h"
+
+#include <QObject>
+#include <QStringList>
+
+#include <functional>
+
+class CountedTasks;
+class IndexStore;
+class IndexingStatus;
+
+class LibraryScan : public QObject
+{
+    Q_OBJECT
+public:
+    // Runs on the scan's task after the last root, unless the scan was
+    // stopped; the token is the scan's.
+    using Completion = std::function<void(const QStringList &roots, const CancellationToken &token)>;
+
+    static constexpr int batchSize = 400;
+
+    LibraryScan(IndexStore &store, IndexingStatus &status, CountedTasks &tasks, Completion whenComplete);
+
+    // Replaces a running scan.
+    void start(const QStringList &roots);
+    // A stopped scan ends before its next root and never reconciles.
+    void stop();
+    // From start until finished() or stop().
+    bool isRunning() const { return m_running; }
+
+Q_SIGNALS:
+    // Every root was scanned. skippedNames: names left out because they
+    // aren't UTF-8.
+    void finished(qint64 skippedNames);
+    // A root couldn't be scanned; the next one was.
+    void failed(const QString &error);
+
+private:
+    void scan(const QStringList &roots, const CancellationToken &token);
+
+    IndexStore &m_store;
+    IndexingStatus &m_status;
+    CountedTasks &m_tasks;
+    Completion m_whenComplete;
+
+    // Main thread only.
+    CancellationToken m_token;
+    bool m_running = false;
+};
