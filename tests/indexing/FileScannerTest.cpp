@@ -358,13 +358,13 @@ TEST(FileScanner, ARescanOfUnchangedFilesReadsNoContent)
         flushed.clear();
         scanner.walk(root, 400, [&](const QList<FileRecord> &batch) {
             flushed += batch;
-            store->upsert(batch, root, seenAt);
+            store->files().upsert(batch, root, seenAt);
         });
     };
     scan(1);
     ASSERT_EQ(flushed.size(), 1);
     EXPECT_EQ(flushed.first().width, 30);
-    EXPECT_EQ(store->list(FileFilter(), FileSort::name, 10).first().width, 30);
+    EXPECT_EQ(store->files().list(FileFilter(), FileSort::name, 10).first().width, 30);
 
     // Change the width in the PNG header without changing size or time:
     // a scan that read the header would now see 99.
@@ -385,7 +385,7 @@ TEST(FileScanner, ARescanOfUnchangedFilesReadsNoContent)
     scan(2);
     ASSERT_EQ(flushed.size(), 1);
     EXPECT_FALSE(flushed.first().width) << "an unchanged file's header was read";
-    EXPECT_EQ(store->list(FileFilter(), FileSort::name, 10).first().width, 30);
+    EXPECT_EQ(store->files().list(FileFilter(), FileSort::name, 10).first().width, 30);
 
     // Touched: read again.
     ASSERT_TRUE(file.open(QIODevice::ReadWrite));
@@ -393,7 +393,7 @@ TEST(FileScanner, ARescanOfUnchangedFilesReadsNoContent)
     file.close();
     scan(3);
     EXPECT_EQ(flushed.first().width, 99);
-    EXPECT_EQ(store->list(FileFilter(), FileSort::name, 10).first().width, 99);
+    EXPECT_EQ(store->files().list(FileFilter(), FileSort::name, 10).first().width, 99);
 }
 
 TEST(FileScanner, WhereFromsAgentsAndTheirBadValues)

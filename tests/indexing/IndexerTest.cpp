@@ -5,6 +5,7 @@
 #include "indexing/IndexingReport.h"
 #include "indexing/IndexingStatus.h"
 #include "store/IndexStore.h"
+#include "support/TestLibrary.h"
 #include "support/DocumentFixtures.h"
 #include "support/TestEnvironment.h"
 
@@ -64,7 +65,7 @@ protected:
 
     qint64 count(const char *sql, const SQLBindings &arguments) const
     {
-        return store->db().scalar(QString::fromUtf8(sql), arguments).intValue().value_or(-1);
+        return library.db->scalar(QString::fromUtf8(sql), arguments).intValue().value_or(-1);
     }
     qint64 size(const QString &path) const { return count("SELECT size FROM files WHERE path = ?", {path}); }
     bool hasRow(const QString &path) const { return size(path) >= 0; }
@@ -77,7 +78,8 @@ protected:
     QTemporaryDir rootDir;
     QTemporaryDir outside;
     const QString root = QDir::cleanPath(rootDir.path());
-    std::unique_ptr<IndexStore> store = IndexStore::openInMemory();
+    TestLibrary library;
+    IndexStore *store = &library.store;
     IndexingStatus status;
     std::unique_ptr<Indexer> indexer;
 };
@@ -106,7 +108,7 @@ TEST_F(IndexerTest, ScansReconcilesAndFollowsRealFileOperations)
     // A row from an earlier scan whose file has gone since.
     FileRecord old = DocumentFixtures::recordOf(at("old.txt"));
     old.size = 3;
-    store->upsert({old}, root, 1000);
+    store->files().upsert({old}, root, 1000);
     writeFile(at("kept.txt"), "first words");
     writeFile(at("gone.txt"), "soon deleted");
     writeFile(at("Leaving/inside.txt"), "moving out");
@@ -192,7 +194,7 @@ TEST_F(IndexerTest, StartingAgainCancelsTheFirstScanBeforeItsReconcile)
     writeFile(second + "/only.txt", "second root");
     FileRecord stale = DocumentFixtures::recordOf(first + "/stale.txt");
     stale.size = 5;
-    store->upsert({stale}, first, 1000);
+    store->files().upsert({stale}, first, 1000);
 
     make();
     indexer->start({first});
