@@ -2,7 +2,7 @@
 #include "cli/Command.h"
 
 #include "cli/FileOutput.h"
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "core/Format.h"
 #include "store/IndexStore.h"
 #include "tidy/CleanupRules.h"

@@ -1,7 +1,7 @@
 #include "cli/CommandLine.h"
 
 #include "cli/Command.h"
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "core/AppSettings.h"
 #include "core/Defaults.h"
 

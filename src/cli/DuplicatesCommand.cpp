@@ -3,7 +3,7 @@
 #include "cli/Command.h"
 
 #include "cli/FileOutput.h"
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "core/Format.h"
 #include "tidy/DuplicatesModel.h"
 

@@ -3,7 +3,7 @@
 // --watch it then follows the disk until Ctrl-C.
 #include "cli/Command.h"
 
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "core/AppSettings.h"
 #include "core/Format.h"
 #include "indexing/Indexer.h"

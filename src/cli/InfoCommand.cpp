@@ -1,7 +1,7 @@
 // `larder info`: which library is in use and what it holds.
 #include "cli/Command.h"
 
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "store/IndexStore.h"
 
 #include <QJsonObject>

@@ -2,7 +2,7 @@
 #include "cli/Command.h"
 
 #include "cli/FileOutput.h"
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "store/IndexStore.h"
 
 #include <QJsonArray>

@@ -2,7 +2,7 @@
 // library as a root and removes what has gone from it.
 #include "cli/Command.h"
 
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "core/Format.h"
 #include "indexing/FileScanner.h"
 #include "store/IndexStore.h"

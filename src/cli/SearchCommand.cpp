@@ -4,7 +4,7 @@
 
 #include "cli/HitText.h"
 #include "cli/SearchJson.h"
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "search/FilterChips.h"
 #include "search/LocalQueryParser.h"
 #include "search/SearchEngine.h"

@@ -2,7 +2,7 @@
 // wait for their text, and how the latest indexing went.
 #include "cli/Command.h"
 
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "core/Format.h"
 #include "indexing/IndexingReport.h"
 #include "store/IndexStore.h"

@@ -2,7 +2,7 @@
 // takes them out of the library at once.
 #include "cli/Command.h"
 
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "store/IndexStore.h"
 #include "tidy/FileActions.h"
 

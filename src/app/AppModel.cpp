@@ -1,4 +1,4 @@
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 
 #include "core/AppSettings.h"
 #include "core/Defaults.h"

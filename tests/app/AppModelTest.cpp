@@ -1,4 +1,4 @@
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "core/Defaults.h"
 #include "store/IndexStore.h"
 #include "support/TestEnvironment.h"
