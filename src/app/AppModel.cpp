@@ -5,6 +5,7 @@
 #include "indexing/Indexer.h"
 #include "indexing/IndexingStatus.h"
 #include "store/IndexStore.h"
+#include "tidy/FileActions.h"
 
 #include <QFileInfo>
 
@@ -51,6 +52,11 @@ QUrl AppModel::databaseURL() const
     if (path && !path->isEmpty())
         return QUrl::fromLocalFile(QFileInfo(*path).absoluteFilePath());
     return IndexStore::defaultURL();
+}
+
+FileActions AppModel::fileActions() const
+{
+    return FileActions(*m_store, [status = m_indexing.get()] { status->bumpRevision(); });
 }
 
 void AppModel::launch()

@@ -1,6 +1,6 @@
 // The composition root and the state of the application shell. It builds
-// every subsystem in one fixed order and owns them for the life of the
-// process. Main thread only.
+// every subsystem in one fixed order, owns them for the life of the process,
+// and wires them to each other. Main thread only.
 #pragma once
 
 #include "core/AppSettings.h"
@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 
+class FileActions;
 class IndexStore;
 class Indexer;
 
@@ -50,6 +51,10 @@ public:
     // Whether the store is the in-memory stand-in for a library that couldn't
     // be opened.
     bool isUsingFallbackLibrary() const { return m_usingFallback; }
+
+    // The file actions over this library; trashing files makes every screen
+    // reload.
+    FileActions fileActions() const;
 
     // Runs once when the main window first appears: starts indexing when
     // onboarding is done or the roots are forced by "LarderIndexRoots".

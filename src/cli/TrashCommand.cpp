@@ -40,8 +40,7 @@ int runTrash(CommandContext &context)
     } catch (const DescribedError &error) {
         return context.failure(error.description());
     }
-    FileActions actions(app.store(), *app.indexing());
-    const FileActions::TrashOutcome outcome = actions.trash(records);
+    const FileActions::TrashOutcome outcome = app.fileActions().trash(records);
     for (const FileRecord &record : records) {
         if (!outcome.movedPaths.contains(record.path))
             context.err() << "Couldn't move " << record.path << " to the Trash.\n";
