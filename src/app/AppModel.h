@@ -29,11 +29,8 @@ class AppModel : public QObject
     Q_PROPERTY(AppSettings *settings READ settings CONSTANT)
 
 public:
-    // The text that leads the toast when the library can't be opened.
-    static constexpr const char *openFailureToast = "Couldn't open the library database: ";
-
     // Cannot fail: a library that can't be opened is replaced by an empty one
-    // in memory, with the toast saying why.
+    // in memory, with libraryFailure() and the toast saying why.
     explicit AppModel(AppSettings &settings, QObject *parent = nullptr);
     ~AppModel() override;
 
@@ -48,9 +45,10 @@ public:
 
     // "LarderDatabase" when it is set and not empty, else the default location.
     QUrl databaseURL() const;
-    // Whether the store is the in-memory stand-in for a library that couldn't
-    // be opened.
-    bool isUsingFallbackLibrary() const { return m_usingFallback; }
+    // Why the library at databaseURL() couldn't be opened, worded for the
+    // user ("Couldn't open the library database: …"); set only while the
+    // store is the empty in-memory stand-in.
+    std::optional<QString> libraryFailure() const { return m_libraryFailure; }
 
     // The file actions over this library; trashing files makes every screen
     // reload.
@@ -91,7 +89,7 @@ private:
     std::unique_ptr<IndexStore> m_store;
     // After the store, which it uses until it has stopped.
     std::unique_ptr<Indexer> m_indexer;
-    bool m_usingFallback = false;
+    std::optional<QString> m_libraryFailure;
     bool m_launched = false;
 
     std::optional<QString> _toast;

@@ -23,17 +23,9 @@ int runCleanup(CommandContext &context)
 {
     if (!context.positional().isEmpty())
         return context.usageError(QStringLiteral("unexpected argument '%1'").arg(context.positional().first()));
-    AppModel &app = context.model();
-    if (app.isUsingFallbackLibrary())
-        return context.failure(app.toastText());
-
+    IndexStore &store = context.library().store();
     const CleanupRules rules = CleanupRules::current();
-    QList<CleanupCategory> categories;
-    try {
-        categories = rules.categories(app.store().cleanupCandidates(rules.downloadsFolder));
-    } catch (const DescribedError &error) {
-        return context.failure(error.description());
-    }
+    const QList<CleanupCategory> categories = rules.categories(store.cleanupCandidates(rules.downloadsFolder));
 
     if (context.wantsJson()) {
         QJsonArray list;

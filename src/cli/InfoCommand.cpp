@@ -15,17 +15,13 @@ int runInfo(CommandContext &context)
     if (!context.positional().isEmpty())
         return context.usageError(QStringLiteral("unexpected argument '%1'").arg(context.positional().first()));
 
+    // Shows the stand-in library too, and what was wanted instead of it.
     AppModel &model = context.model();
-    const bool inMemory = AppModel::isRunningTests() || model.isUsingFallbackLibrary();
+    const std::optional<QString> failure = model.libraryFailure();
+    const bool inMemory = AppModel::isRunningTests() || failure;
     const QString database = model.databaseURL().toLocalFile();
-    IndexStore::Counts counts;
-    qint64 version = 0;
-    try {
-        counts = model.store().counts();
-        version = model.store().storedSchemaVersion();
-    } catch (const DescribedError &error) {
-        return context.failure(error.description());
-    }
+    const IndexStore::Counts counts = model.store().counts();
+    const qint64 version = model.store().storedSchemaVersion();
 
     if (context.wantsJson()) {
         context.printJson(QJsonObject{
@@ -35,7 +31,7 @@ int runInfo(CommandContext &context)
             {QStringLiteral("files"), counts.files},
             {QStringLiteral("passages"), counts.passages},
             {QStringLiteral("meetings"), counts.meetings},
-            {QStringLiteral("inMemoryFallback"), model.isUsingFallbackLibrary()},
+            {QStringLiteral("inMemoryFallback"), failure.has_value()},
         });
     } else {
         QTextStream &out = context.out();
@@ -44,12 +40,12 @@ int runInfo(CommandContext &context)
             << "Files:          " << counts.files << "\n"
             << "Passages:       " << counts.passages << "\n"
             << "Meetings:       " << counts.meetings << "\n";
-        if (model.isUsingFallbackLibrary())
+        if (failure)
             out << "Wanted:         " << database << " (couldn't be opened)\n";
         out.flush();
     }
-    if (model.isUsingFallbackLibrary())
-        return context.failure(model.toastText());
+    if (failure)
+        return context.failure(*failure);
     return 0;
 }
 

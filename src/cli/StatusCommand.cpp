@@ -31,18 +31,9 @@ int runStatus(CommandContext &context)
 {
     if (!context.positional().isEmpty())
         return context.usageError(QStringLiteral("unexpected argument '%1'").arg(context.positional().first()));
-    AppModel &model = context.model();
-    if (model.isUsingFallbackLibrary())
-        return context.failure(model.toastText());
-
-    QList<KindStat> kinds;
-    qint64 waiting = 0;
-    try {
-        kinds = model.store().kindStats();
-        waiting = model.store().textQueueCount();
-    } catch (const DescribedError &error) {
-        return context.failure(error.description());
-    }
+    AppModel &model = context.library();
+    QList<KindStat> kinds = model.store().kindStats();
+    const qint64 waiting = model.store().textQueueCount();
     // Most bytes first, as the overview shows them.
     std::sort(kinds.begin(), kinds.end(), [](const KindStat &a, const KindStat &b) {
         return a.bytes != b.bytes ? a.bytes > b.bytes : a.kind < b.kind;

@@ -29,17 +29,10 @@ int runTrash(CommandContext &context)
     const QStringList paths = context.positional();
     if (paths.isEmpty())
         return context.usageError(QStringLiteral("missing PATH"));
-    AppModel &app = context.model();
-    if (app.isUsingFallbackLibrary())
-        return context.failure(app.toastText());
-
+    AppModel &app = context.library();
     QList<FileRecord> records;
-    try {
-        for (const QString &path : paths)
-            records.append(recordFor(app.store(), QDir::cleanPath(QFileInfo(path).absoluteFilePath())));
-    } catch (const DescribedError &error) {
-        return context.failure(error.description());
-    }
+    for (const QString &path : paths)
+        records.append(recordFor(app.store(), QDir::cleanPath(QFileInfo(path).absoluteFilePath())));
     const FileActions::TrashOutcome outcome = app.fileActions().trash(records);
     for (const FileRecord &record : records) {
         if (!outcome.movedPaths.contains(record.path))
