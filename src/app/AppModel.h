@@ -92,6 +92,7 @@ private:
     std::optional<QString> m_libraryFailure;
     bool m_launched = false;
 
+    // Observed by the screens: each has a property and a change signal.
     std::optional<QString> _toast;
     bool _showOnboarding = false;
     bool _showInspector = false;
