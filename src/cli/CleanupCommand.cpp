@@ -2,7 +2,7 @@
 #include "cli/Command.h"
 
 #include "cli/FileOutput.h"
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "core/Format.h"
 #include "store/IndexStore.h"
 #include "tidy/CleanupRules.h"
@@ -23,17 +23,9 @@ int runCleanup(CommandContext &context)
 {
     if (!context.positional().isEmpty())
         return context.usageError(QStringLiteral("unexpected argument '%1'").arg(context.positional().first()));
-    AppModel &app = context.model();
-    if (app.isUsingFallbackLibrary())
-        return context.failure(app.toastText());
-
+    IndexStore &store = context.library().store();
     const CleanupRules rules = CleanupRules::current();
-    QList<CleanupCategory> categories;
-    try {
-        categories = rules.categories(app.store().tidy().cleanup(rules.downloadsFolder));
-    } catch (const DescribedError &error) {
-        return context.failure(error.description());
-    }
+    const QList<CleanupCategory> categories = rules.categories(store.tidy().cleanup(rules.downloadsFolder));
 
     if (context.wantsJson()) {
         QJsonArray list;

@@ -1,5 +1,7 @@
 // What every headless command gets: its parsed options, the output streams,
-// and the program's settings and model, made on first use.
+// and the program's settings and model, made on first use. A command reports
+// a failure by returning failure(), or by throwing a DescribedError, which
+// the command line prints the same way.
 #pragma once
 
 #include <QCommandLineParser>
@@ -26,8 +28,13 @@ public:
     // Settings over the program's settings store, with --database and --roots
     // already layered on as launch arguments.
     AppSettings &settings();
-    // The application model: settings and the opened library.
+    // The application model, whatever became of the library: when the library
+    // on disk couldn't be opened, it stands on an empty one in memory.
     AppModel &model();
+    // The application model over the library on disk. When that couldn't be
+    // opened, throws the reason worded for the user, which ends the command
+    // with it (status 1).
+    AppModel &library();
 
     bool wantsJson() const;
     void printJson(const QJsonValue &value);

@@ -1,9 +1,10 @@
 #include "cli/CommandLine.h"
 
 #include "cli/Command.h"
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "core/AppSettings.h"
 #include "core/Defaults.h"
+#include "core/Errors.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -12,6 +13,24 @@
 #include <unistd.h>
 
 // ---- CommandContext ----
+
+namespace {
+
+// The library on disk couldn't be opened; the model says why.
+class LibraryUnavailable : public DescribedError
+{
+public:
+    explicit LibraryUnavailable(QString reason)
+        : m_reason(std::move(reason))
+    {
+    }
+    QString description() const override { return m_reason; }
+
+private:
+    QString m_reason;
+};
+
+} // namespace
 
 CommandContext::CommandContext(QString name, QCommandLineParser &parser, QTextStream &out, QTextStream &err)
     : m_name(std::move(name))
@@ -38,6 +57,14 @@ AppModel &CommandContext::model()
     if (!m_model)
         m_model = std::make_unique<AppModel>(settings());
     return *m_model;
+}
+
+AppModel &CommandContext::library()
+{
+    AppModel &opened = model();
+    if (const auto failure = opened.libraryFailure())
+        throw LibraryUnavailable(*failure);
+    return opened;
 }
 
 bool CommandContext::wantsJson() const
@@ -202,5 +229,9 @@ int runCommandLine(const QStringList &arguments, QTextStream &out, QTextStream &
     }
 
     Defaults::setStandardArguments(split.launch + launchArgumentsFromOptions(parser));
-    return command->run(context);
+    try {
+        return command->run(context);
+    } catch (const DescribedError &error) {
+        return context.failure(error.description());
+    }
 }

@@ -3,7 +3,7 @@
 #include "cli/Command.h"
 
 #include "cli/FileOutput.h"
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "core/Format.h"
 #include "tidy/DuplicatesModel.h"
 
@@ -44,12 +44,8 @@ int runDuplicates(CommandContext &context)
 {
     if (!context.positional().isEmpty())
         return context.usageError(QStringLiteral("unexpected argument '%1'").arg(context.positional().first()));
-    AppModel &app = context.model();
-    if (app.isUsingFallbackLibrary())
-        return context.failure(app.toastText());
-
     // The same scan as the duplicates screen, driven to its end here.
-    DuplicatesModel model(app.store());
+    DuplicatesModel model(context.library().store());
     model.setMode(context.options().isSet(similarOption) ? DuplicatesModel::Mode::similar
                                                           : DuplicatesModel::Mode::identical);
     QEventLoop loop;

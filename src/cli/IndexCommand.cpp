@@ -3,7 +3,7 @@
 // --watch it then follows the disk until Ctrl-C.
 #include "cli/Command.h"
 
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "core/AppSettings.h"
 #include "core/Format.h"
 #include "indexing/Indexer.h"
@@ -77,9 +77,7 @@ int runIndex(CommandContext &context)
         return context.usageError(QStringLiteral("unexpected argument '%1'").arg(context.positional().first()));
     const bool watch = context.options().isSet(watchOption);
 
-    AppModel &model = context.model();
-    if (model.isUsingFallbackLibrary())
-        return context.failure(model.toastText());
+    AppModel &model = context.library();
     QTextStream &err = context.err();
     for (const QString &root : context.settings().indexRoots()) {
         if (!QFileInfo::exists(root))
@@ -127,14 +125,8 @@ int runIndex(CommandContext &context)
     indexer.shutDown();
     context.endProgress();
 
-    qint64 files = 0;
-    qint64 waiting = 0;
-    try {
-        files = model.store().stats().counts().files;
-        waiting = model.store().textQueue().count();
-    } catch (const DescribedError &error) {
-        return context.failure(error.description());
-    }
+    const qint64 files = model.store().stats().counts().files;
+    const qint64 waiting = model.store().textQueue().count();
     QTextStream &out = context.out();
     out << "Indexed " << Format::count(roots.size()) << (roots.size() == 1 ? " folder: " : " folders: ")
         << Format::count(files) << (files == 1 ? " file" : " files") << " in the library";

@@ -1,7 +1,7 @@
 // `larder info`: which library is in use and what it holds.
 #include "cli/Command.h"
 
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "store/IndexStore.h"
 
 #include <QJsonObject>
@@ -15,17 +15,13 @@ int runInfo(CommandContext &context)
     if (!context.positional().isEmpty())
         return context.usageError(QStringLiteral("unexpected argument '%1'").arg(context.positional().first()));
 
+    // Shows the stand-in library too, and what was wanted instead of it.
     AppModel &model = context.model();
-    const bool inMemory = AppModel::isRunningTests() || model.isUsingFallbackLibrary();
+    const std::optional<QString> failure = model.libraryFailure();
+    const bool inMemory = AppModel::isRunningTests() || failure;
     const QString database = model.databaseURL().toLocalFile();
-    LibraryStats::Counts counts;
-    qint64 version = 0;
-    try {
-        counts = model.store().stats().counts();
-        version = model.store().storedSchemaVersion();
-    } catch (const DescribedError &error) {
-        return context.failure(error.description());
-    }
+    const LibraryStats::Counts counts = model.store().stats().counts();
+    const qint64 version = model.store().storedSchemaVersion();
 
     if (context.wantsJson()) {
         context.printJson(QJsonObject{
@@ -35,7 +31,7 @@ int runInfo(CommandContext &context)
             {QStringLiteral("files"), counts.files},
             {QStringLiteral("passages"), counts.passages},
             {QStringLiteral("meetings"), counts.meetings},
-            {QStringLiteral("inMemoryFallback"), model.isUsingFallbackLibrary()},
+            {QStringLiteral("inMemoryFallback"), failure.has_value()},
         });
     } else {
         QTextStream &out = context.out();
@@ -44,12 +40,12 @@ int runInfo(CommandContext &context)
             << "Files:          " << counts.files << "\n"
             << "Passages:       " << counts.passages << "\n"
             << "Meetings:       " << counts.meetings << "\n";
-        if (model.isUsingFallbackLibrary())
+        if (failure)
             out << "Wanted:         " << database << " (couldn't be opened)\n";
         out.flush();
     }
-    if (model.isUsingFallbackLibrary())
-        return context.failure(model.toastText());
+    if (failure)
+        return context.failure(*failure);
     return 0;
 }
 

@@ -2,7 +2,7 @@
 #include "cli/Command.h"
 
 #include "cli/FileOutput.h"
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "store/IndexStore.h"
 
 #include <QJsonArray>
@@ -33,15 +33,7 @@ int runList(CommandContext &context)
     if (!isNumber || limit < 1)
         return context.usageError(QStringLiteral("'%1' is not a positive number").arg(parser.value(limitOption)));
 
-    AppModel &model = context.model();
-    if (model.isUsingFallbackLibrary())
-        return context.failure(model.toastText());
-    QList<FileRecord> records;
-    try {
-        records = model.store().files().list(filter, *sort, limit);
-    } catch (const DescribedError &error) {
-        return context.failure(error.description());
-    }
+    const QList<FileRecord> records = context.library().store().files().list(filter, *sort, limit);
 
     if (context.wantsJson()) {
         QJsonArray array;

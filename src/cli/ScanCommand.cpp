@@ -2,7 +2,7 @@
 // library as a root and removes what has gone from it.
 #include "cli/Command.h"
 
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "core/Format.h"
 #include "indexing/FileScanner.h"
 #include "store/IndexStore.h"
@@ -32,27 +32,18 @@ int runScan(CommandContext &context)
     if (!info.isReadable() || !info.isExecutable())
         return context.failure(QStringLiteral("Larder can't read the folder “%1”.").arg(root));
 
-    AppModel &model = context.model();
-    if (model.isUsingFallbackLibrary())
-        return context.failure(model.toastText());
-    IndexStore &store = model.store();
-
-    qint64 found = 0;
-    qint64 removed = 0;
+    IndexStore &store = context.library().store();
     FileScanner scanner(&store);
-    try {
-        // Every row this walk sees gets this time; rows of the root left
-        // with an older one have gone from disk.
-        const double seenAt = double(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
-        found = scanner.walk(root, FileScanner::defaultBatchSize, [&](const QList<FileRecord> &batch) {
-            store.files().upsert(batch, root, seenAt);
-            context.progress(QStringLiteral("Scanning %1 … %2 files").arg(root, Format::count(found + batch.size())));
-            found += batch.size();
-        });
-        removed = store.files().reconcile(root, seenAt);
-    } catch (const DescribedError &error) {
-        return context.failure(error.description());
-    }
+    // Every row this walk sees gets this time; rows of the root left with an
+    // older one have gone from disk.
+    const double seenAt = double(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
+    qint64 found = 0;
+    found = scanner.walk(root, FileScanner::defaultBatchSize, [&](const QList<FileRecord> &batch) {
+        store.files().upsert(batch, root, seenAt);
+        context.progress(QStringLiteral("Scanning %1 … %2 files").arg(root, Format::count(found + batch.size())));
+        found += batch.size();
+    });
+    const qint64 removed = store.files().reconcile(root, seenAt);
     context.endProgress();
 
     const qint64 skipped = scanner.skippedNameCount();

@@ -4,7 +4,7 @@
 
 #include "cli/HitText.h"
 #include "cli/SearchJson.h"
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "search/FilterChips.h"
 #include "search/LocalQueryParser.h"
 #include "search/SearchEngine.h"
@@ -34,16 +34,9 @@ int runSearch(CommandContext &context)
     // Blank text asks for nothing in particular: the newest files.
     const SearchQuery query = text.trimmed().isEmpty() ? SearchQuery{text, {}, {}, {}, {}, {}}
                                                        : LocalQueryParser().parse(text);
-    AppModel &model = context.model();
-    // An empty stand-in library would only ever say that nothing was found.
-    if (model.isUsingFallbackLibrary())
-        return context.failure(model.toastText());
-    QList<FileHit> hits;
-    try {
-        hits = SearchEngine(model.store()).search(query, limit);
-    } catch (const DescribedError &error) {
-        return context.failure(error.description());
-    }
+    // Never the empty stand-in library, which would only ever say that
+    // nothing was found.
+    const QList<FileHit> hits = SearchEngine(context.library().store()).search(query, limit);
     const bool explain = context.options().isSet(explainOption);
     const QList<FilterChip> chips = explain ? filterChips(query) : QList<FilterChip>();
 

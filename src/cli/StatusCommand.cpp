@@ -2,7 +2,7 @@
 // wait for their text, and how the latest indexing went.
 #include "cli/Command.h"
 
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "core/Format.h"
 #include "indexing/IndexingReport.h"
 #include "store/IndexStore.h"
@@ -31,18 +31,9 @@ int runStatus(CommandContext &context)
 {
     if (!context.positional().isEmpty())
         return context.usageError(QStringLiteral("unexpected argument '%1'").arg(context.positional().first()));
-    AppModel &model = context.model();
-    if (model.isUsingFallbackLibrary())
-        return context.failure(model.toastText());
-
-    QList<KindStat> kinds;
-    qint64 waiting = 0;
-    try {
-        kinds = model.store().stats().kinds();
-        waiting = model.store().textQueue().count();
-    } catch (const DescribedError &error) {
-        return context.failure(error.description());
-    }
+    AppModel &model = context.library();
+    QList<KindStat> kinds = model.store().stats().kinds();
+    const qint64 waiting = model.store().textQueue().count();
     // Most bytes first, as the overview shows them.
     std::sort(kinds.begin(), kinds.end(), [](const KindStat &a, const KindStat &b) {
         return a.bytes != b.bytes ? a.bytes > b.bytes : a.kind < b.kind;

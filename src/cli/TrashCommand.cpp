@@ -2,7 +2,7 @@
 // takes them out of the library at once.
 #include "cli/Command.h"
 
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 #include "store/IndexStore.h"
 #include "tidy/FileActions.h"
 
@@ -28,19 +28,11 @@ int runTrash(CommandContext &context)
     const QStringList paths = context.positional();
     if (paths.isEmpty())
         return context.usageError(QStringLiteral("missing PATH"));
-    AppModel &app = context.model();
-    if (app.isUsingFallbackLibrary())
-        return context.failure(app.toastText());
-
+    AppModel &app = context.library();
     QList<FileRecord> records;
-    try {
-        for (const QString &path : paths)
-            records.append(recordFor(app.store(), QDir::cleanPath(QFileInfo(path).absoluteFilePath())));
-    } catch (const DescribedError &error) {
-        return context.failure(error.description());
-    }
-    FileActions actions(app.store(), *app.indexing());
-    const FileActions::TrashOutcome outcome = actions.trash(records);
+    for (const QString &path : paths)
+        records.append(recordFor(app.store(), QDir::cleanPath(QFileInfo(path).absoluteFilePath())));
+    const FileActions::TrashOutcome outcome = app.fileActions().trash(records);
     for (const FileRecord &record : records) {
         if (!outcome.movedPaths.contains(record.path))
             context.err() << "Couldn't move " << record.path << " to the Trash.\n";

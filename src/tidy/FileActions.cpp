@@ -2,7 +2,6 @@
 
 #include "core/Format.h"
 #include "core/Paths.h"
-#include "indexing/IndexingStatus.h"
 #include "store/IndexStore.h"
 
 #include <QClipboard>
@@ -45,9 +44,9 @@ constexpr int revealTimeoutMs = 3000;
 
 } // namespace
 
-FileActions::FileActions(IndexStore &store, IndexingStatus &indexing)
+FileActions::FileActions(IndexStore &store, LibraryChanged libraryChanged)
     : m_store(store)
-    , m_indexing(indexing)
+    , m_libraryChanged(std::move(libraryChanged))
 {
 }
 
@@ -89,7 +88,8 @@ FileActions::TrashOutcome FileActions::trash(const QList<FileRecord> &records)
         m_store.files().deletePaths(outcome.movedPaths);
     } catch (const DescribedError &) {
     }
-    m_indexing.bumpRevision();
+    if (m_libraryChanged)
+        m_libraryChanged();
     outcome.toast = outcome.moved == 0 ? trashFailureToast() : trashToast(outcome.moved, outcome.bytes);
     return outcome;
 }

@@ -10,15 +10,19 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <optional>
 
 class IndexStore;
-class IndexingStatus;
 
 class FileActions
 {
 public:
-    FileActions(IndexStore &store, IndexingStatus &indexing);
+    // Called after files left the library, so that whatever shows the
+    // library reloads.
+    using LibraryChanged = std::function<void()>;
+
+    FileActions(IndexStore &store, LibraryChanged libraryChanged);
 
     struct TrashOutcome
     {
@@ -31,7 +35,7 @@ public:
 
     // Moves each file to the Trash in order; a file that can't be moved is
     // passed over and stays listed. The moved files leave the library at
-    // once, and the indexing revision goes up so that every screen reloads.
+    // once, and the library-changed callback runs so that every screen reloads.
     // Never throws.
     TrashOutcome trash(const QList<FileRecord> &records);
 
@@ -62,5 +66,5 @@ public:
 
 private:
     IndexStore &m_store;
-    IndexingStatus &m_indexing;
+    LibraryChanged m_libraryChanged;
 };

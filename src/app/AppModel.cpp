@@ -1,10 +1,11 @@
-#include "core/AppModel.h"
+#include "app/AppModel.h"
 
 #include "core/AppSettings.h"
 #include "core/Defaults.h"
 #include "indexing/Indexer.h"
 #include "indexing/IndexingStatus.h"
 #include "store/IndexStore.h"
+#include "tidy/FileActions.h"
 
 #include <QFileInfo>
 
@@ -19,16 +20,16 @@ AppModel::AppModel(AppSettings &settings, QObject *parent)
         // The program runs on an empty library that lives as long as the
         // session; the file on disk is left untouched and tried again at the
         // next start. An in-memory library that fails too ends the program.
-        m_usingFallback = true;
         m_store = IndexStore::openInMemory();
-        _toast = QString::fromLatin1(openFailureToast) + error.description();
+        m_libraryFailure = QStringLiteral("Couldn't open the library database: ") + error.description();
+        _toast = m_libraryFailure;
     }
 
-    // Step 7: the indexer, over the store. The library's own files are never
+    // The indexer, over the store. The library's own files are never
     // reported as changes, even when it lives inside a watched folder.
     Indexer::Options indexing;
     const QString database = m_store->path();
-    if (!m_usingFallback && database != QLatin1String(":memory:")) {
+    if (!m_libraryFailure && database != QLatin1String(":memory:")) {
         for (const char *suffix : {"", "-wal", "-shm", "-journal"})
             indexing.ignoredPaths.append(database + QLatin1String(suffix));
         indexing.reportKey = database;
@@ -51,6 +52,11 @@ QUrl AppModel::databaseURL() const
     if (path && !path->isEmpty())
         return QUrl::fromLocalFile(QFileInfo(*path).absoluteFilePath());
     return IndexStore::defaultURL();
+}
+
+FileActions AppModel::fileActions() const
+{
+    return FileActions(*m_store, [status = m_indexing.get()] { status->bumpRevision(); });
 }
 
 void AppModel::launch()

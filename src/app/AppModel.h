@@ -1,6 +1,6 @@
 // The composition root and the state of the application shell. It builds
-// every subsystem in one fixed order and owns them for the life of the
-// process. Main thread only.
+// every subsystem in one fixed order, owns them for the life of the process,
+// and wires them to each other. Main thread only.
 #pragma once
 
 #include "core/AppSettings.h"
@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 
+class FileActions;
 class IndexStore;
 class Indexer;
 
@@ -28,11 +29,8 @@ class AppModel : public QObject
     Q_PROPERTY(AppSettings *settings READ settings CONSTANT)
 
 public:
-    // The text that leads the toast when the library can't be opened.
-    static constexpr const char *openFailureToast = "Couldn't open the library database: ";
-
     // Cannot fail: a library that can't be opened is replaced by an empty one
-    // in memory, with the toast saying why.
+    // in memory, with libraryFailure() and the toast saying why.
     explicit AppModel(AppSettings &settings, QObject *parent = nullptr);
     ~AppModel() override;
 
@@ -47,9 +45,14 @@ public:
 
     // "LarderDatabase" when it is set and not empty, else the default location.
     QUrl databaseURL() const;
-    // Whether the store is the in-memory stand-in for a library that couldn't
-    // be opened.
-    bool isUsingFallbackLibrary() const { return m_usingFallback; }
+    // Why the library at databaseURL() couldn't be opened, worded for the
+    // user ("Couldn't open the library database: …"); set only while the
+    // store is the empty in-memory stand-in.
+    std::optional<QString> libraryFailure() const { return m_libraryFailure; }
+
+    // The file actions over this library; trashing files makes every screen
+    // reload.
+    FileActions fileActions() const;
 
     // Runs once when the main window first appears: starts indexing when
     // onboarding is done or the roots are forced by "LarderIndexRoots".
@@ -86,9 +89,10 @@ private:
     std::unique_ptr<IndexStore> m_store;
     // After the store, which it uses until it has stopped.
     std::unique_ptr<Indexer> m_indexer;
-    bool m_usingFallback = false;
+    std::optional<QString> m_libraryFailure;
     bool m_launched = false;
 
+    // Observed by the screens: each has a property and a change signal.
     std::optional<QString> _toast;
     bool _showOnboarding = false;
     bool _showInspector = false;
