@@ -1,8 +1,10 @@
 #include "support/DocumentFixtures.h"
 
+#include "support/RecordFixtures.h"
 #include "support/TestEnvironment.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QFont>
 #include <QPageSize>
@@ -19,13 +21,10 @@ namespace DocumentFixtures {
 FileRecord recordOf(const QString &path, FileKind kind)
 {
     const QFileInfo info(path);
-    FileRecord record;
-    record.path = path;
-    record.name = info.fileName();
-    record.ext = info.suffix().toLower();
-    record.kind = kind;
-    record.size = info.size();
-    return record;
+    std::optional<double> modified;
+    if (info.exists())
+        modified = info.lastModified().toMSecsSinceEpoch() / 1000.0;
+    return RecordFixtures::file(path, info.size(), modified, kind);
 }
 
 QStringList makeFiles(const QString &folder, int count, const std::function<QString(int)> &nameOf,
@@ -64,9 +63,11 @@ void writePdf(const QString &path, int pageCount, DrawPage drawPage)
     painter.end();
 }
 
-QString xmlEscaped(const QString &text)
+zip_t *newZip(const QString &path)
 {
-    return text.toHtmlEscaped();
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    int error = 0;
+    return zip_open(QFile::encodeName(path).constData(), ZIP_CREATE | ZIP_TRUNCATE, &error);
 }
 
 } // namespace
@@ -167,9 +168,7 @@ bool writeHeic(const QString &path, const QImage &image)
 
 void writeZip(const QString &path, const Members &members)
 {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    int error = 0;
-    zip_t *archive = zip_open(path.toUtf8().constData(), ZIP_CREATE | ZIP_TRUNCATE, &error);
+    zip_t *archive = newZip(path);
     if (!archive)
         return;
     for (const auto &[name, bytes] : members) {
@@ -235,9 +234,7 @@ zip_int64_t repeatingCallback(void *userdata, void *data, zip_uint64_t length, z
 
 void writeZipBomb(const QString &path, const QString &member, const QByteArray &unit, qint64 size)
 {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    int error = 0;
-    zip_t *archive = zip_open(path.toUtf8().constData(), ZIP_CREATE | ZIP_TRUNCATE, &error);
+    zip_t *archive = newZip(path);
     if (!archive)
         return;
     zip_source_t *source = zip_source_function(archive, repeatingCallback, new RepeatingSource{unit, size, 0});
@@ -250,7 +247,7 @@ void writeDocx(const QString &path, const QStringList &paragraphs)
     QString body;
     for (const QString &paragraph : paragraphs)
         body += QStringLiteral("<w:p><w:pPr><w:jc w:val=\"left\"/></w:pPr><w:r><w:t>%1</w:t></w:r></w:p>")
-                    .arg(xmlEscaped(paragraph));
+                    .arg(paragraph.toHtmlEscaped());
     const QString document = QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
                                             "<w:document xmlns:w=\"http://schemas.openxmlformats.org/"
                                             "wordprocessingml/2006/main\"><w:body>%1</w:body></w:document>")
@@ -264,7 +261,7 @@ void writeXlsx(const QString &path, const QStringList &sharedStrings)
 {
     QString items;
     for (const QString &text : sharedStrings)
-        items += QStringLiteral("<si><t>%1</t></si>").arg(xmlEscaped(text));
+        items += QStringLiteral("<si><t>%1</t></si>").arg(text.toHtmlEscaped());
     const QString strings = QStringLiteral("<?xml version=\"1.0\"?><sst count=\"%1\">%2</sst>")
                                 .arg(sharedStrings.size())
                                 .arg(items);
@@ -280,7 +277,7 @@ void writePptx(const QString &path, const QStringList &slides)
     // from the names' order.
     for (qsizetype i = slides.size() - 1; i >= 0; --i) {
         const QString slide = QStringLiteral("<p:sld><p:txBody><a:p><a:r><a:t>%1</a:t></a:r></a:p></p:txBody></p:sld>")
-                                  .arg(xmlEscaped(slides.at(i)));
+                                  .arg(slides.at(i).toHtmlEscaped());
         members << qMakePair(QStringLiteral("ppt/slides/slide%1.xml").arg(i + 1), slide.toUtf8());
         members << qMakePair(QStringLiteral("ppt/slides/_rels/slide%1.xml.rels").arg(i + 1),
                              QByteArray("<Relationships>not slide text</Relationships>"));
@@ -295,7 +292,7 @@ void writeOdt(const QString &path, const QList<QStringList> &paragraphs)
     for (const QStringList &pieces : paragraphs) {
         QStringList escaped;
         for (const QString &piece : pieces)
-            escaped << xmlEscaped(piece);
+            escaped << piece.toHtmlEscaped();
         body += QStringLiteral("<text:p text:style-name=\"P1\">%1</text:p>").arg(escaped.join(QStringLiteral("<text:tab/>")));
     }
     const QString content = QStringLiteral("<?xml version=\"1.0\"?><office:document-content><office:body>"

@@ -17,7 +17,7 @@
 namespace DocumentFixtures {
 
 // The record of a file on disk, as the scanner would give it: name,
-// lowercased extension, size and the given kind.
+// lowercased extension, size, modification date and the given kind.
 FileRecord recordOf(const QString &path, FileKind kind = FileKind::document);
 
 // Makes count files in folder, named by nameOf(i) and written by write(path, i);

@@ -1,5 +1,6 @@
-// Real media files made at test time: images through Qt, PDFs through
-// QPdfWriter, audio and video through sox and ffmpeg where installed.
+// Real media files made at test time: plain images, HEIC photos and PDFs
+// through the document fixtures, audio and video through sox and ffmpeg
+// where installed.
 #pragma once
 
 #include <QImageIOHandler>
