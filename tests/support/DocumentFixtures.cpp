@@ -10,8 +10,8 @@
 #include <QPageSize>
 #include <QPainter>
 #include <QPdfWriter>
+#include <QProcess>
 
-#include <libheif/heif.h>
 #include <zip.h>
 
 #include <cstring>
@@ -142,28 +142,14 @@ void writeImage(const QString &path, const QImage &image, int quality)
 
 bool writeHeic(const QString &path, const QImage &image)
 {
-    const QImage rgb = image.convertToFormat(QImage::Format_RGB888);
-    heif_context *context = heif_context_alloc();
-    heif_encoder *encoder = nullptr;
-    if (heif_context_get_encoder_for_format(context, heif_compression_HEVC, &encoder).code != heif_error_Ok) {
-        heif_context_free(context);
-        return false;
-    }
-    heif_encoder_set_lossy_quality(encoder, 90);
-    heif_image *picture = nullptr;
-    heif_image_create(rgb.width(), rgb.height(), heif_colorspace_RGB, heif_chroma_interleaved_RGB, &picture);
-    heif_image_add_plane(picture, heif_channel_interleaved, rgb.width(), rgb.height(), 8);
-    int stride = 0;
-    uint8_t *plane = heif_image_get_plane(picture, heif_channel_interleaved, &stride);
-    for (int y = 0; y < rgb.height(); ++y)
-        std::memcpy(plane + y * stride, rgb.constScanLine(y), size_t(rgb.width() * 3));
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    const bool ok = heif_context_encode_image(context, picture, encoder, nullptr, nullptr).code == heif_error_Ok
-        && heif_context_write_to_file(context, path.toUtf8().constData()).code == heif_error_Ok;
-    heif_image_release(picture);
-    heif_encoder_release(encoder);
-    heif_context_free(context);
-    return ok;
+    // Through libheif's own encoder program, from a JPEG of the picture.
+    const QString source = path + QStringLiteral(".jpg");
+    writeImage(source, image, 100);
+    const bool written = QProcess::execute(QStringLiteral("heif-enc"), {QStringLiteral("-q"), QStringLiteral("90"),
+                                                                       QStringLiteral("-o"), path, source})
+        == 0;
+    QFile::remove(source);
+    return written && QFileInfo(path).size() > 0;
 }
 
 void writeZip(const QString &path, const Members &members)

@@ -12,8 +12,7 @@ namespace MediaFixtures {
 bool writeImage(const QString &path, int width, int height,
                 QImageIOHandler::Transformations transformation = QImageIOHandler::TransformationNone);
 
-// A HEIC photo through libheif's encoder. False when no HEVC encoder is
-// installed.
+// A HEIC photo. False when no HEVC encoder is installed.
 bool writeHeic(const QString &path, int width, int height);
 
 // A PDF with a line of text on each page.
