@@ -1,15 +1,17 @@
 #include "support/DocumentFixtures.h"
 
+#include "support/RecordFixtures.h"
 #include "support/TestEnvironment.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QFont>
 #include <QPageSize>
 #include <QPainter>
 #include <QPdfWriter>
+#include <QProcess>
 
-#include <libheif/heif.h>
 #include <zip.h>
 
 #include <cstring>
@@ -19,13 +21,10 @@ namespace DocumentFixtures {
 FileRecord recordOf(const QString &path, FileKind kind)
 {
     const QFileInfo info(path);
-    FileRecord record;
-    record.path = path;
-    record.name = info.fileName();
-    record.ext = info.suffix().toLower();
-    record.kind = kind;
-    record.size = info.size();
-    return record;
+    std::optional<double> modified;
+    if (info.exists())
+        modified = info.lastModified().toMSecsSinceEpoch() / 1000.0;
+    return RecordFixtures::file(path, info.size(), modified, kind);
 }
 
 QStringList makeFiles(const QString &folder, int count, const std::function<QString(int)> &nameOf,
@@ -64,9 +63,11 @@ void writePdf(const QString &path, int pageCount, DrawPage drawPage)
     painter.end();
 }
 
-QString xmlEscaped(const QString &text)
+zip_t *newZip(const QString &path)
 {
-    return text.toHtmlEscaped();
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    int error = 0;
+    return zip_open(QFile::encodeName(path).constData(), ZIP_CREATE | ZIP_TRUNCATE, &error);
 }
 
 } // namespace
@@ -141,35 +142,19 @@ void writeImage(const QString &path, const QImage &image, int quality)
 
 bool writeHeic(const QString &path, const QImage &image)
 {
-    const QImage rgb = image.convertToFormat(QImage::Format_RGB888);
-    heif_context *context = heif_context_alloc();
-    heif_encoder *encoder = nullptr;
-    if (heif_context_get_encoder_for_format(context, heif_compression_HEVC, &encoder).code != heif_error_Ok) {
-        heif_context_free(context);
-        return false;
-    }
-    heif_encoder_set_lossy_quality(encoder, 90);
-    heif_image *picture = nullptr;
-    heif_image_create(rgb.width(), rgb.height(), heif_colorspace_RGB, heif_chroma_interleaved_RGB, &picture);
-    heif_image_add_plane(picture, heif_channel_interleaved, rgb.width(), rgb.height(), 8);
-    int stride = 0;
-    uint8_t *plane = heif_image_get_plane(picture, heif_channel_interleaved, &stride);
-    for (int y = 0; y < rgb.height(); ++y)
-        std::memcpy(plane + y * stride, rgb.constScanLine(y), size_t(rgb.width() * 3));
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    const bool ok = heif_context_encode_image(context, picture, encoder, nullptr, nullptr).code == heif_error_Ok
-        && heif_context_write_to_file(context, path.toUtf8().constData()).code == heif_error_Ok;
-    heif_image_release(picture);
-    heif_encoder_release(encoder);
-    heif_context_free(context);
-    return ok;
+    // Through libheif's own encoder program, from a JPEG of the picture.
+    const QString source = path + QStringLiteral(".jpg");
+    writeImage(source, image, 100);
+    const bool written = QProcess::execute(QStringLiteral("heif-enc"), {QStringLiteral("-q"), QStringLiteral("90"),
+                                                                       QStringLiteral("-o"), path, source})
+        == 0;
+    QFile::remove(source);
+    return written && QFileInfo(path).size() > 0;
 }
 
 void writeZip(const QString &path, const Members &members)
 {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    int error = 0;
-    zip_t *archive = zip_open(path.toUtf8().constData(), ZIP_CREATE | ZIP_TRUNCATE, &error);
+    zip_t *archive = newZip(path);
     if (!archive)
         return;
     for (const auto &[name, bytes] : members) {
@@ -235,9 +220,7 @@ zip_int64_t repeatingCallback(void *userdata, void *data, zip_uint64_t length, z
 
 void writeZipBomb(const QString &path, const QString &member, const QByteArray &unit, qint64 size)
 {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    int error = 0;
-    zip_t *archive = zip_open(path.toUtf8().constData(), ZIP_CREATE | ZIP_TRUNCATE, &error);
+    zip_t *archive = newZip(path);
     if (!archive)
         return;
     zip_source_t *source = zip_source_function(archive, repeatingCallback, new RepeatingSource{unit, size, 0});
@@ -250,7 +233,7 @@ void writeDocx(const QString &path, const QStringList &paragraphs)
     QString body;
     for (const QString &paragraph : paragraphs)
         body += QStringLiteral("<w:p><w:pPr><w:jc w:val=\"left\"/></w:pPr><w:r><w:t>%1</w:t></w:r></w:p>")
-                    .arg(xmlEscaped(paragraph));
+                    .arg(paragraph.toHtmlEscaped());
     const QString document = QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
                                             "<w:document xmlns:w=\"http://schemas.openxmlformats.org/"
                                             "wordprocessingml/2006/main\"><w:body>%1</w:body></w:document>")
@@ -264,7 +247,7 @@ void writeXlsx(const QString &path, const QStringList &sharedStrings)
 {
     QString items;
     for (const QString &text : sharedStrings)
-        items += QStringLiteral("<si><t>%1</t></si>").arg(xmlEscaped(text));
+        items += QStringLiteral("<si><t>%1</t></si>").arg(text.toHtmlEscaped());
     const QString strings = QStringLiteral("<?xml version=\"1.0\"?><sst count=\"%1\">%2</sst>")
                                 .arg(sharedStrings.size())
                                 .arg(items);
@@ -280,7 +263,7 @@ void writePptx(const QString &path, const QStringList &slides)
     // from the names' order.
     for (qsizetype i = slides.size() - 1; i >= 0; --i) {
         const QString slide = QStringLiteral("<p:sld><p:txBody><a:p><a:r><a:t>%1</a:t></a:r></a:p></p:txBody></p:sld>")
-                                  .arg(xmlEscaped(slides.at(i)));
+                                  .arg(slides.at(i).toHtmlEscaped());
         members << qMakePair(QStringLiteral("ppt/slides/slide%1.xml").arg(i + 1), slide.toUtf8());
         members << qMakePair(QStringLiteral("ppt/slides/_rels/slide%1.xml.rels").arg(i + 1),
                              QByteArray("<Relationships>not slide text</Relationships>"));
@@ -295,7 +278,7 @@ void writeOdt(const QString &path, const QList<QStringList> &paragraphs)
     for (const QStringList &pieces : paragraphs) {
         QStringList escaped;
         for (const QString &piece : pieces)
-            escaped << xmlEscaped(piece);
+            escaped << piece.toHtmlEscaped();
         body += QStringLiteral("<text:p text:style-name=\"P1\">%1</text:p>").arg(escaped.join(QStringLiteral("<text:tab/>")));
     }
     const QString content = QStringLiteral("<?xml version=\"1.0\"?><office:document-content><office:body>"

@@ -17,7 +17,7 @@
 namespace DocumentFixtures {
 
 // The record of a file on disk, as the scanner would give it: name,
-// lowercased extension, size and the given kind.
+// lowercased extension, size, modification date and the given kind.
 FileRecord recordOf(const QString &path, FileKind kind = FileKind::document);
 
 // Makes count files in folder, named by nameOf(i) and written by write(path, i);
@@ -37,7 +37,7 @@ void writeEncryptedPdf(const QString &path);
 QImage textImage(const QStringList &lines, QSize size = QSize(1200, 400), int pixelSize = 40);
 // Saves an image in the format of the path's extension.
 void writeImage(const QString &path, const QImage &image, int quality = -1);
-// Encodes an image as HEIC with libheif. False when no HEVC encoder is there.
+// Encodes an image as HEIC with heif-enc. False when no HEVC encoder is there.
 bool writeHeic(const QString &path, const QImage &image);
 
 // A zip file with the given members, in the given order.

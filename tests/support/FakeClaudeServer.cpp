@@ -228,9 +228,3 @@ int FakeClaudeServer::requestCount() const
     std::lock_guard lock(d->mutex);
     return int(d->recorded.size());
 }
-
-int FakeClaudeServer::pendingReplies() const
-{
-    std::lock_guard lock(d->mutex);
-    return int(d->script.size());
-}

@@ -75,8 +75,6 @@ public:
 
     QList<RecordedRequest> requests() const;
     int requestCount() const;
-    // How many replies are still waiting in the script.
-    int pendingReplies() const;
 
 private:
     struct Private;

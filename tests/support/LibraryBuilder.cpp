@@ -1,22 +1,25 @@
 #include "support/LibraryBuilder.h"
 
+#include "support/RecordFixtures.h"
+
 #include "indexing/PassageChunker.h"
 
-#include <QFileInfo>
-
 namespace LibraryBuilder {
+
+namespace {
+
+qint64 idOf(const IndexStore &store, const QString &path)
+{
+    return store.files().recordAt(path).value_or(FileRecord()).id;
+}
+
+} // namespace
 
 QList<qint64> add(IndexStore &store, const QList<File> &files)
 {
     QList<FileRecord> records;
     for (const File &file : files) {
-        FileRecord record;
-        record.path = file.path;
-        record.name = QFileInfo(file.path).fileName();
-        record.ext = QFileInfo(file.path).suffix().toLower();
-        record.kind = file.kind;
-        record.size = file.size;
-        record.modified = file.modified;
+        FileRecord record = RecordFixtures::file(file.path, file.size, file.modified, file.kind);
         record.sourceID = file.source;
         record.isScreenshot = file.screenshot;
         records.append(record);
@@ -25,15 +28,23 @@ QList<qint64> add(IndexStore &store, const QList<File> &files)
 
     QList<qint64> ids;
     for (qsizetype i = 0; i < files.size(); ++i) {
-        const qint64 id = store.files().recordAt(files.at(i).path).value_or(FileRecord()).id;
-        ids.append(id);
+        ids.append(idOf(store, files.at(i).path));
         if (!files.at(i).text.isEmpty()) {
             FileRecord record = records.at(i);
-            record.id = id;
-            store.textQueue().setText(record, splitIntoPassages(files.at(i).text));
+            record.id = ids.last();
+            store.textQueue().next().setText(record, splitIntoPassages(files.at(i).text));
         }
     }
     return ids;
+}
+
+QList<FileRecord> add(IndexStore &store, const QList<FileRecord> &records, const QString &root)
+{
+    store.files().upsert(records, root, 1.0);
+    QList<FileRecord> stored;
+    for (const FileRecord &record : records)
+        stored.append(store.files().record(idOf(store, record.path)).value_or(FileRecord()));
+    return stored;
 }
 
 } // namespace LibraryBuilder

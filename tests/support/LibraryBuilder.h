@@ -20,4 +20,8 @@ struct File
 // Adds the files under the root "/library" and returns their ids, in order.
 QList<qint64> add(IndexStore &store, const QList<File> &files);
 
+// Upserts the records under root and returns them as the library now holds
+// them, with their ids.
+QList<FileRecord> add(IndexStore &store, const QList<FileRecord> &records, const QString &root);
+
 } // namespace LibraryBuilder

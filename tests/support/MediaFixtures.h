@@ -1,5 +1,6 @@
-// Real media files made at test time: images through Qt, PDFs through
-// QPdfWriter, audio and video through sox and ffmpeg where installed.
+// Real media files made at test time: plain images, HEIC photos and PDFs
+// through the document fixtures, audio and video through sox and ffmpeg
+// where installed.
 #pragma once
 
 #include <QImageIOHandler>
@@ -11,8 +12,7 @@ namespace MediaFixtures {
 bool writeImage(const QString &path, int width, int height,
                 QImageIOHandler::Transformations transformation = QImageIOHandler::TransformationNone);
 
-// A HEIC photo through libheif's encoder. False when no HEVC encoder is
-// installed.
+// A HEIC photo. False when no HEVC encoder is installed.
 bool writeHeic(const QString &path, int width, int height);
 
 // A PDF with a line of text on each page.

@@ -17,43 +17,36 @@ PrivateKeyring::PrivateKeyring()
 
 PrivateKeyring::~PrivateKeyring()
 {
-    for (QProcess *process : {&m_keyring, &m_bus}) {
-        if (process->state() == QProcess::NotRunning)
-            continue;
-        process->terminate();
-        if (!process->waitForFinished(3000)) {
-            process->kill();
-            process->waitForFinished(3000);
-        }
+    if (m_keyring.state() == QProcess::NotRunning)
+        return;
+    m_keyring.terminate();
+    if (!m_keyring.waitForFinished(3000)) {
+        m_keyring.kill();
+        m_keyring.waitForFinished(3000);
     }
 }
 
 QProcessEnvironment PrivateKeyring::environment() const
 {
     QProcessEnvironment environment;
-    environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), m_address);
+    environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), m_bus.address());
     environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_runtimeDir);
     return environment;
 }
 
 bool PrivateKeyring::start()
 {
-    const QString busProgram = QStandardPaths::findExecutable(QStringLiteral("dbus-daemon"));
     const QString keyringProgram = QStandardPaths::findExecutable(QStringLiteral("gnome-keyring-daemon"));
-    if (busProgram.isEmpty() || keyringProgram.isEmpty()) {
-        m_why = QStringLiteral("dbus-daemon or gnome-keyring-daemon is not installed");
+    if (keyringProgram.isEmpty()) {
+        m_why = QStringLiteral("gnome-keyring-daemon is not installed");
+        return false;
+    }
+    if (m_bus.address().isEmpty()) {
+        m_why = QStringLiteral("the private session bus did not start");
         return false;
     }
     m_runtimeDir = TestEnvironment::makeFolder(QStringLiteral("runtime-") + QUuid::createUuid().toString(QUuid::WithoutBraces));
     QFile::setPermissions(m_runtimeDir, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-
-    m_bus.setProcessChannelMode(QProcess::SeparateChannels);
-    m_bus.start(busProgram, {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
-    if (!m_bus.waitForStarted(5000) || !m_bus.waitForReadyRead(5000)) {
-        m_why = QStringLiteral("the private session bus did not start");
-        return false;
-    }
-    m_address = QString::fromUtf8(m_bus.readLine()).trimmed();
 
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(this->environment());
@@ -73,7 +66,7 @@ bool PrivateKeyring::start()
     const QString connectionName = QStringLiteral("private-keyring-") + QUuid::createUuid().toString(QUuid::WithoutBraces);
     bool registered = false;
     {
-        QDBusConnection bus = QDBusConnection::connectToBus(m_address, connectionName);
+        QDBusConnection bus = QDBusConnection::connectToBus(m_bus.address(), connectionName);
         QDeadlineTimer deadline(10000);
         while (bus.isConnected() && !deadline.hasExpired() && m_keyring.state() == QProcess::Running) {
             if (bus.interface()->isServiceRegistered(QStringLiteral("org.freedesktop.secrets")).value()) {

@@ -4,11 +4,11 @@
 // real user's session is touched.
 #pragma once
 
+#include "support/PrivateBus.h"
+
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QString>
-
-#include <memory>
 
 class PrivateKeyring
 {
@@ -28,9 +28,8 @@ public:
 private:
     bool start();
 
-    QProcess m_bus;
+    PrivateBus m_bus;
     QProcess m_keyring;
-    QString m_address;
     QString m_runtimeDir;
     bool m_running = false;
     QString m_why;

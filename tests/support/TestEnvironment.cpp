@@ -16,20 +16,13 @@
 namespace TestEnvironment {
 
 namespace {
-
-std::unique_ptr<QTemporaryDir> &homeDir()
-{
-    static std::unique_ptr<QTemporaryDir> dir;
-    return dir;
-}
-
+std::unique_ptr<QTemporaryDir> homeDir;
 } // namespace
 
 void isolate()
 {
-    auto &dir = homeDir();
-    dir = std::make_unique<QTemporaryDir>(QDir::tempPath() + QStringLiteral("/larder-test-XXXXXX"));
-    const QString root = dir->path();
+    homeDir = std::make_unique<QTemporaryDir>(QDir::tempPath() + QStringLiteral("/larder-test-XXXXXX"));
+    const QString root = homeDir->path();
     qputenv("HOME", QFile::encodeName(root));
     qputenv("XDG_CONFIG_HOME", QFile::encodeName(root + QStringLiteral("/.config")));
     qputenv("XDG_DATA_HOME", QFile::encodeName(root + QStringLiteral("/.local/share")));
@@ -46,12 +39,12 @@ void isolate()
 
 void cleanUp()
 {
-    homeDir().reset();
+    homeDir.reset();
 }
 
 QString home()
 {
-    return homeDir()->path();
+    return homeDir->path();
 }
 
 QString makeFolder(const QString &name)

@@ -3,7 +3,6 @@
 // the real user's files, settings or keys.
 #include "support/TestEnvironment.h"
 
-#include <QCoreApplication>
 #include <QGuiApplication>
 
 #include <gtest/gtest.h>
@@ -16,9 +15,6 @@ int main(int argc, char **argv)
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     ::testing::InitGoogleTest(&argc, argv);
-    // Offscreen unless told otherwise, also when CTest lists the tests.
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
     const int status = RUN_ALL_TESTS();
     TestEnvironment::cleanUp();

@@ -5,9 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <limits>
-
 namespace {
 
 FileRecord file(qint64 id, const QString &path, qint64 size = 10000, std::optional<double> created = {},

@@ -1,9 +1,7 @@
 #include "TidyFixtures.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QImageReader>
 
 #include <cstdio>
 #include <fcntl.h>
@@ -13,31 +11,6 @@
 #include <unistd.h>
 
 namespace TidyFixtures {
-
-FileRecord recordOf(const QString &path, FileKind kind)
-{
-    const QFileInfo info(path);
-    FileRecord record;
-    record.path = info.absoluteFilePath();
-    record.name = info.fileName();
-    record.ext = info.suffix().toLower();
-    record.kind = kind;
-    record.size = info.size();
-    record.modified = info.lastModified().toMSecsSinceEpoch() / 1000.0;
-    if (kind == FileKind::image) {
-        const QSize size = QImageReader(path).size();
-        if (size.isValid()) {
-            record.width = size.width();
-            record.height = size.height();
-        }
-    }
-    return record;
-}
-
-QString photo(const QString &name)
-{
-    return QStringLiteral("/usr/share/backgrounds/mate/nature/") + name;
-}
 
 namespace {
 

@@ -1,12 +1,9 @@
-// Shared builders for the tidy-up tests: records of real files, and a lock
-// that keeps a file from being moved.
+// Shared pieces of the tidy-up tests: where the real photographs are, and a
+// lock that keeps a file from being moved.
 #pragma once
-
-#include "store/FileRecord.h"
 
 #include <QString>
 
-#include <memory>
 #include <ostream>
 
 // Readable failure messages for texts.
@@ -17,12 +14,8 @@ inline void PrintTo(const QString &text, std::ostream *out)
 
 namespace TidyFixtures {
 
-// The record the scanner would make of a file on disk: name, extension,
-// size, modification date, and the pixel size of images.
-FileRecord recordOf(const QString &path, FileKind kind);
-
 // Photographs of the mate-backgrounds package.
-QString photo(const QString &name);
+inline constexpr char photoFolder[] = "/usr/share/backgrounds/mate/nature";
 
 // Keeps a file where it is for as long as it lives: the immutable attribute
 // when running as root (who ignores permissions), otherwise a read-only
