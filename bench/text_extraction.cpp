@@ -4,6 +4,7 @@
 // library on disk as passages. Prints both times and the ratio (goal: within
 // 1.5 times pdftotext's time).
 #include "indexing/DocumentText.h"
+#include "indexing/PassageChunker.h"
 #include "BenchSupport.h"
 #include "store/IndexStore.h"
 
@@ -70,9 +71,9 @@ int main(int argc, char **argv)
             return 1;
         }
         characters += result.content.text->size();
-        store->db().transaction([&] {
+        store->transaction([&] {
             store->passages().setPassages(QStringLiteral("file"), QString::number(i + 1), record.name,
-                               passages(*result.content.text));
+                                          splitIntoPassages(*result.content.text));
         });
     }
     const double larder = timer.nsecsElapsed() / 1e9;

@@ -48,6 +48,14 @@ public:
     // The user_version of the open file.
     qint64 storedSchemaVersion() const;
 
+    // Runs body in one write transaction, so that the store's calls inside
+    // it commit together or not at all. Transactions don't nest.
+    template<typename Body>
+    auto transaction(Body &&body) const -> decltype(body())
+    {
+        return m_db->transaction(std::forward<Body>(body));
+    }
+
     FileRecords files() const;
     PassageIndex passages() const;
     TextQueue textQueue() const;

@@ -73,8 +73,8 @@ protected:
 
     qint64 matches(const QString &word)
     {
-        auto store = IndexStore::open(QUrl::fromLocalFile(database));
-        return store->db().scalar("SELECT count(*) FROM passages WHERE passages MATCH ?", {word}).intValue().value_or(-1);
+        SQLiteDatabase library(database);
+        return library.scalar("SELECT count(*) FROM passages WHERE passages MATCH ?", {word}).intValue().value_or(-1);
     }
 
     QString folder;
