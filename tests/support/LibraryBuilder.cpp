@@ -32,7 +32,7 @@ QList<qint64> add(IndexStore &store, const QList<File> &files)
         if (!files.at(i).text.isEmpty()) {
             FileRecord record = records.at(i);
             record.id = ids.last();
-            store.textQueue().next().setText(record, splitIntoPassages(files.at(i).text));
+            store.textQueue().setText(record, splitIntoPassages(files.at(i).text));
         }
     }
     return ids;
