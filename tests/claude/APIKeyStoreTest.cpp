@@ -33,18 +33,13 @@ public:
     }
 };
 
-class EnvironmentKey
+void setEnvironmentKey(const std::optional<QByteArray> &value)
 {
-public:
-    explicit EnvironmentKey(const std::optional<QByteArray> &value)
-    {
-        if (value)
-            qputenv("ANTHROPIC_API_KEY", *value);
-        else
-            qunsetenv("ANTHROPIC_API_KEY");
-    }
-    ~EnvironmentKey() { qunsetenv("ANTHROPIC_API_KEY"); }
-};
+    if (value)
+        qputenv("ANTHROPIC_API_KEY", *value);
+    else
+        qunsetenv("ANTHROPIC_API_KEY");
+}
 
 } // namespace
 
@@ -62,44 +57,40 @@ TEST(APIKeyStore, KeyringBeatsEnvironmentAndEveryLookupIsRemembered)
         {std::nullopt, QByteArray(""), QString()},
     };
     for (const auto &c : cases) {
-        const EnvironmentKey environment(c.environment);
+        setEnvironmentKey(c.environment);
         auto secrets = std::make_unique<MemorySecretStore>();
         MemorySecretStore &ring = *secrets;
         ring.item = c.keyring;
         APIKeyStore store(std::move(secrets));
         EXPECT_EQ(store.key(), c.expected);
-        qunsetenv("ANTHROPIC_API_KEY");
+        setEnvironmentKey(std::nullopt);
         ring.item = QStringLiteral("changed behind its back");
         EXPECT_EQ(store.key(), c.expected);
         EXPECT_EQ(ring.reads, 1);
     }
 }
 
+// Whatever the keyring answers, a saved key serves this process; an empty
+// one deletes it, and the environment's key does not come back.
 TEST(APIKeyStore, WritingTrimsAndEmptyDeletesForTheRestOfTheProcess)
 {
-    const EnvironmentKey environment(QByteArray("sk-env"));
-    auto secrets = std::make_unique<MemorySecretStore>();
-    MemorySecretStore &ring = *secrets;
-    APIKeyStore store(std::move(secrets));
+    for (const SecretStore::Status answer : {SecretStore::Status::ok, SecretStore::Status::noKeyring}) {
+        setEnvironmentKey("sk-env");
+        auto secrets = std::make_unique<MemorySecretStore>();
+        MemorySecretStore &ring = *secrets;
+        ring.answer = answer;
+        APIKeyStore store(std::move(secrets));
 
-    EXPECT_EQ(store.setKey(QStringLiteral("  sk-new\n")), SecretStore::Status::ok);
-    EXPECT_EQ(ring.item, QStringLiteral("sk-new"));
-    EXPECT_EQ(store.key(), QStringLiteral("sk-new"));
-
-    for (const std::optional<QString> &nothing : {std::optional<QString>(), std::optional<QString>(QStringLiteral(" \n"))}) {
-        store.setKey(nothing);
-        EXPECT_FALSE(ring.item);
-        EXPECT_FALSE(store.key()) << "the environment's key came back";
+        EXPECT_EQ(store.setKey(QStringLiteral("  sk-new\n")), answer);
+        EXPECT_EQ(ring.item, answer == SecretStore::Status::ok ? std::optional<QString>(QStringLiteral("sk-new")) : std::nullopt);
+        EXPECT_EQ(store.key(), QStringLiteral("sk-new"));
+        for (const std::optional<QString> &nothing : {std::optional<QString>(), std::optional<QString>(QStringLiteral(" \n"))}) {
+            store.setKey(nothing);
+            EXPECT_FALSE(ring.item);
+            EXPECT_FALSE(store.key());
+        }
+        EXPECT_EQ(ring.removals, 2);
+        EXPECT_EQ(ring.reads, 0);
+        setEnvironmentKey(std::nullopt);
     }
-    EXPECT_EQ(ring.removals, 2);
-    EXPECT_EQ(ring.reads, 0);
-}
-
-TEST(APIKeyStore, AKeyTheKeyringRefusedStillServesThisProcess)
-{
-    auto secrets = std::make_unique<MemorySecretStore>();
-    secrets->answer = SecretStore::Status::noKeyring;
-    APIKeyStore store(std::move(secrets));
-    EXPECT_EQ(store.setKey(QStringLiteral("sk-live")), SecretStore::Status::noKeyring);
-    EXPECT_EQ(store.key(), QStringLiteral("sk-live"));
 }

@@ -275,26 +275,15 @@ namespace {
 struct Notes
 {
     static constexpr const char *typeName = "Notes";
-    QString summary;
     QStringList actionItems;
-    static Notes decode(const JSONDecoder &decoder)
-    {
-        return {decoder.field<QString>(QStringLiteral("summary")), decoder.field<QStringList>(QStringLiteral("actionItems"))};
-    }
+    static Notes decode(const JSONDecoder &decoder) { return {decoder.field<QStringList>(QStringLiteral("actionItems"))}; }
 };
-
-FakeReply messageWith(const QByteArray &content, const QByteArray &stopReason, const QByteArray &extra = {})
-{
-    return FakeReply::json(200, R"({"id":"m","content":)" + content + R"(,"stop_reason":")" + stopReason + "\"" + extra + "}");
-}
 
 } // namespace
 
 TEST(ClaudeClientStructured, DecodesTheAnswerOrSaysWhyNot)
 {
-    const QString notes = QStringLiteral(R"({"summary":"s","action_items":["call"]})");
-    const QByteArray good = JSONValue::array({JSONValue::object({{QStringLiteral("type"), "text"}, {QStringLiteral("text"), notes}})})
-                                .serialized();
+    const QString notes = QStringLiteral(R"({"action_items":["call"]})");
     const struct
     {
         const char *name;
@@ -304,14 +293,14 @@ TEST(ClaudeClientStructured, DecodesTheAnswerOrSaysWhyNot)
     } cases[] = {
         {"decodes", 16000, FakeReply::message(notes), std::nullopt},
         {"decodes streamed", 16001, FakeReply::streamedMessage({notes.left(12), notes.mid(12)}), std::nullopt},
-        {"refusal", 4000, messageWith("[]", "refusal", R"(,"stop_details":{"category":"cyber"})"),
+        {"refusal", 4000, FakeReply::json(200, R"({"content":[],"stop_reason":"refusal","stop_details":{"category":"cyber"}})"),
          QStringLiteral("Claude declined this request (cyber).")},
-        {"refusal without details", 4000, messageWith("[]", "refusal"), QStringLiteral("Claude declined this request.")},
-        {"cut off", 4000, messageWith(good, "max_tokens"), QStringLiteral("Claude's answer was cut off. Try a shorter request.")},
-        {"empty", 4000, messageWith(R"([{"type":"thinking","thinking":"x"}])", "end_turn"),
+        {"refusal without details", 4000, FakeReply::message(notes, "refusal"), QStringLiteral("Claude declined this request.")},
+        {"cut off", 4000, FakeReply::message(notes, "max_tokens"), QStringLiteral("Claude's answer was cut off. Try a shorter request.")},
+        {"empty", 4000, FakeReply::json(200, R"({"content":[{"type":"thinking","thinking":"x"}],"stop_reason":"end_turn"})"),
          QStringLiteral("Unexpected response from Claude: empty structured response")},
-        {"wrong shape", 4000, messageWith(R"([{"type":"text","text":"{\"summary\":1}"}])", "end_turn"),
-         QStringLiteral("Unexpected response from Claude: couldn't decode Notes: expected a string at \"summary\"")},
+        {"wrong shape", 4000, FakeReply::message(QStringLiteral(R"({"action_items":1})")),
+         QStringLiteral("Unexpected response from Claude: couldn't decode Notes: ")},
         {"not JSON", 4000, FakeReply::text(200, "application/json", "<html>proxy page</html>"),
          QStringLiteral("Unexpected response from Claude: illegal number at offset 0")},
     };
@@ -320,12 +309,10 @@ TEST(ClaudeClientStructured, DecodesTheAnswerOrSaysWhyNot)
         server.enqueue(c.reply);
         const ClaudeClient client([] { return testKey; }, server.clientOptions());
         try {
-            const Notes decoded = client.structured<Notes>(simpleRequest(c.maxTokens));
+            EXPECT_EQ(client.structured<Notes>(simpleRequest(c.maxTokens)).actionItems, QStringList{QStringLiteral("call")}) << c.name;
             EXPECT_FALSE(c.error) << c.name;
-            EXPECT_EQ(decoded.actionItems, QStringList{QStringLiteral("call")}) << c.name;
         } catch (const ClaudeError &error) {
-            ASSERT_TRUE(c.error) << c.name << ": " << qPrintable(error.description());
-            EXPECT_TRUE(error.description().startsWith(*c.error)) << c.name << ": " << qPrintable(error.description());
+            EXPECT_TRUE(c.error && error.description().startsWith(*c.error)) << c.name << ": " << qPrintable(error.description());
         }
         ASSERT_EQ(server.requestCount(), 1) << c.name;
         EXPECT_EQ(server.requests().first().json()["stream"].has_value(), c.maxTokens > 16000) << c.name;

@@ -86,28 +86,15 @@ QStringList hostileTexts()
     return texts;
 }
 
-class HostileText : public ::testing::Test
+TEST(FullTextMatch, NoTextYieldsAnExpressionFullTextSearchRejects)
 {
-protected:
-    void SetUp() override
-    {
-        store = IndexStore::openInMemory();
-        store->db().run(QStringLiteral("INSERT INTO passages(title, body, owner_type, owner_id, ord) "
-                                       "VALUES('cats and dogs', 'near the tax invoice', 'file', '1', 0)"));
-    }
-
-    // Runs the expression against the real full-text table; throws on a
-    // syntax error.
-    void match(const QString &expression)
-    {
-        store->db().query(QStringLiteral("SELECT rowid FROM passages WHERE passages MATCH ?"), {expression});
-    }
-
-    std::unique_ptr<IndexStore> store;
-};
-
-TEST_F(HostileText, NeverYieldsAnExpressionFullTextSearchRejects)
-{
+    const auto store = IndexStore::openInMemory();
+    store->db().run(QStringLiteral("INSERT INTO passages(title, body, owner_type, owner_id, ord) "
+                                   "VALUES('cats and dogs', 'near the tax invoice', 'file', '1', 0)"));
+    // Runs an expression against the real full-text table; throws on a syntax error.
+    const auto matches = [&](const QString &expression) {
+        return store->db().query(QStringLiteral("SELECT rowid FROM passages WHERE passages MATCH ?"), {expression}).size();
+    };
     // Only quoted words, the star and the three operators may reach FTS5.
     static const QRegularExpression allowed(QStringLiteral(R"(^(?:"[^"\s]+(?: [^"\s]+)*"\*?|[()]| AND | OR )+$)"),
                                             QRegularExpression::UseUnicodePropertiesOption);
@@ -115,23 +102,17 @@ TEST_F(HostileText, NeverYieldsAnExpressionFullTextSearchRejects)
     for (const QString &text : hostileTexts()) {
         const QStringList terms{text, text.left(20)};
         const QStringList keywords = parser.parse(text).keywords;
-        const std::optional<QString> expressions[] = {
-            ftsMatchAll(terms, PrefixMatch::lastTokenPrefix), ftsMatchAll(keywords, PrefixMatch::lastTokenPrefix),
-            ftsMatchAny(terms), ftsMatchAny(keywords)};
-        for (const auto &expression : expressions) {
+        for (const std::optional<QString> &expression :
+             {ftsMatchAll(terms, PrefixMatch::lastTokenPrefix), ftsMatchAll(keywords, PrefixMatch::lastTokenPrefix),
+              ftsMatchAny(terms), ftsMatchAny(keywords)}) {
             if (!expression)
                 continue;
             EXPECT_TRUE(allowed.match(*expression).hasMatch()) << expression->left(200).toStdString();
-            EXPECT_NO_THROW(match(*expression)) << expression->left(200).toStdString();
+            EXPECT_NO_THROW(matches(*expression)) << expression->left(200).toStdString();
         }
     }
-}
-
-TEST_F(HostileText, OperatorWordsAreSearchedAsWords)
-{
-    const auto rows = store->db().query(QStringLiteral("SELECT rowid FROM passages WHERE passages MATCH ?"),
-                                        {ftsMatchAll({QStringLiteral("NEAR")}, PrefixMatch::exact).value_or(QString())});
-    EXPECT_EQ(rows.size(), 1);
+    // Operator words are searched as words.
+    EXPECT_EQ(matches(ftsMatchAll({QStringLiteral("NEAR")}, PrefixMatch::exact).value_or(QString())), 1);
 }
 
 } // namespace
