@@ -2,19 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include <QElapsedTimer>
-#include <QUuid>
-
 namespace {
 
-// A keyring of one item in memory that counts how often it is asked.
+// A keyring of one item in memory that counts how often it is read or emptied.
+// The real keyring is exercised through `larder key` in ClaudeCommandsTest.
 class MemorySecretStore : public SecretStore
 {
 public:
     std::optional<QString> item;
     Status answer = Status::ok; // what write and remove report
     int reads = 0;
-    int writes = 0;
     int removals = 0;
 
     Lookup read() override
@@ -24,7 +21,6 @@ public:
     }
     Status write(const QString &secret) override
     {
-        ++writes;
         if (answer == Status::ok)
             item = secret;
         return answer;
@@ -37,18 +33,13 @@ public:
     }
 };
 
-class EnvironmentKey
+void setEnvironmentKey(const std::optional<QByteArray> &value)
 {
-public:
-    explicit EnvironmentKey(const std::optional<QByteArray> &value)
-    {
-        if (value)
-            qputenv("ANTHROPIC_API_KEY", *value);
-        else
-            qunsetenv("ANTHROPIC_API_KEY");
-    }
-    ~EnvironmentKey() { qunsetenv("ANTHROPIC_API_KEY"); }
-};
+    if (value)
+        qputenv("ANTHROPIC_API_KEY", *value);
+    else
+        qunsetenv("ANTHROPIC_API_KEY");
+}
 
 } // namespace
 
@@ -66,70 +57,40 @@ TEST(APIKeyStore, KeyringBeatsEnvironmentAndEveryLookupIsRemembered)
         {std::nullopt, QByteArray(""), QString()},
     };
     for (const auto &c : cases) {
-        const EnvironmentKey environment(c.environment);
+        setEnvironmentKey(c.environment);
         auto secrets = std::make_unique<MemorySecretStore>();
         MemorySecretStore &ring = *secrets;
         ring.item = c.keyring;
         APIKeyStore store(std::move(secrets));
         EXPECT_EQ(store.key(), c.expected);
-        qunsetenv("ANTHROPIC_API_KEY");
+        setEnvironmentKey(std::nullopt);
         ring.item = QStringLiteral("changed behind its back");
         EXPECT_EQ(store.key(), c.expected);
         EXPECT_EQ(ring.reads, 1);
     }
 }
 
+// Whatever the keyring answers, a saved key serves this process; an empty
+// one deletes it, and the environment's key does not come back.
 TEST(APIKeyStore, WritingTrimsAndEmptyDeletesForTheRestOfTheProcess)
 {
-    const EnvironmentKey environment(QByteArray("sk-env"));
-    auto secrets = std::make_unique<MemorySecretStore>();
-    MemorySecretStore &ring = *secrets;
-    APIKeyStore store(std::move(secrets));
+    for (const SecretStore::Status answer : {SecretStore::Status::ok, SecretStore::Status::noKeyring}) {
+        setEnvironmentKey("sk-env");
+        auto secrets = std::make_unique<MemorySecretStore>();
+        MemorySecretStore &ring = *secrets;
+        ring.answer = answer;
+        APIKeyStore store(std::move(secrets));
 
-    EXPECT_EQ(store.setKey(QStringLiteral("  sk-new\n")), SecretStore::Status::ok);
-    EXPECT_EQ(ring.item, QStringLiteral("sk-new"));
-    EXPECT_EQ(store.key(), QStringLiteral("sk-new"));
-
-    for (const std::optional<QString> &nothing : {std::optional<QString>(), std::optional<QString>(QStringLiteral(" \n"))}) {
-        store.setKey(nothing);
-        EXPECT_FALSE(ring.item);
-        EXPECT_FALSE(store.key()) << "the environment's key came back";
+        EXPECT_EQ(store.setKey(QStringLiteral("  sk-new\n")), answer);
+        EXPECT_EQ(ring.item, answer == SecretStore::Status::ok ? std::optional<QString>(QStringLiteral("sk-new")) : std::nullopt);
+        EXPECT_EQ(store.key(), QStringLiteral("sk-new"));
+        for (const std::optional<QString> &nothing : {std::optional<QString>(), std::optional<QString>(QStringLiteral(" \n"))}) {
+            store.setKey(nothing);
+            EXPECT_FALSE(ring.item);
+            EXPECT_FALSE(store.key());
+        }
+        EXPECT_EQ(ring.removals, 2);
+        EXPECT_EQ(ring.reads, 0);
+        setEnvironmentKey(std::nullopt);
     }
-    EXPECT_EQ(ring.removals, 2);
-    EXPECT_EQ(ring.reads, 0);
-}
-
-TEST(APIKeyStore, AKeyTheKeyringRefusedStillServesThisProcess)
-{
-    auto secrets = std::make_unique<MemorySecretStore>();
-    secrets->answer = SecretStore::Status::noKeyring;
-    APIKeyStore store(std::move(secrets));
-    EXPECT_EQ(store.setKey(QStringLiteral("sk-live")), SecretStore::Status::noKeyring);
-    EXPECT_EQ(store.key(), QStringLiteral("sk-live"));
-}
-
-// The real keyring, under a service name of the test's own. Where no keyring
-// runs (as on build machines) every call must answer at once with a status
-// that says so; where one runs, the item goes in, comes back and goes away.
-TEST(KeyringSecretStore, AnswersPromptlyWithOrWithoutAKeyring)
-{
-    KeyringSecretStore keyring(QStringLiteral("co.norvale.larder.test-") + QUuid::createUuid().toString(QUuid::WithoutBraces),
-                               QString::fromLatin1(APIKeyStore::account));
-    QElapsedTimer elapsed;
-    elapsed.start();
-    const SecretStore::Status written = keyring.write(QStringLiteral("sk-keyring-test"));
-    const SecretStore::Lookup lookup = keyring.read();
-    const SecretStore::Status removed = keyring.remove();
-    const SecretStore::Lookup afterwards = keyring.read();
-
-    if (written == SecretStore::Status::noKeyring) {
-        EXPECT_NE(lookup.status, SecretStore::Status::ok);
-        EXPECT_FALSE(lookup.secret);
-        EXPECT_LT(elapsed.elapsed(), 20000);
-        return;
-    }
-    ASSERT_EQ(written, SecretStore::Status::ok);
-    EXPECT_EQ(lookup.secret, QStringLiteral("sk-keyring-test"));
-    EXPECT_EQ(removed, SecretStore::Status::ok);
-    EXPECT_EQ(afterwards.status, SecretStore::Status::notFound);
 }

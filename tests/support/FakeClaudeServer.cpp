@@ -26,6 +26,16 @@ FakeReply FakeReply::text(int status, const QByteArray &contentType, const QByte
     return reply;
 }
 
+FakeReply FakeReply::error(int status, const QByteArray &type, const QString &message)
+{
+    const JSONValue body = JSONValue::object({
+        {QStringLiteral("type"), "error"},
+        {QStringLiteral("error"),
+         JSONValue::object({{QStringLiteral("type"), QString::fromUtf8(type)}, {QStringLiteral("message"), message}})},
+    });
+    return json(status, body.serialized());
+}
+
 FakeReply FakeReply::events(const QList<QByteArray> &events)
 {
     FakeReply reply;
@@ -48,6 +58,14 @@ FakeReply FakeReply::message(const QString &text, const QByteArray &stopReason)
         {QStringLiteral("usage"), JSONValue::object({{QStringLiteral("input_tokens"), 10}, {QStringLiteral("output_tokens"), 5}})},
     });
     return json(200, body.serialized());
+}
+
+FakeReply FakeReply::streamedMessage(const QStringList &pieces, const QByteArray &stopReason)
+{
+    QList<QByteArray> all{messageStart()};
+    all += textBlock(0, pieces);
+    all << messageDelta(stopReason, 5) << messageStop();
+    return events(all);
 }
 
 QByteArray FakeReply::sseFrame(const QByteArray &eventJSON)
@@ -126,7 +144,7 @@ struct FakeClaudeServer::Private
         std::lock_guard lock(mutex);
         recorded.append(record);
         if (script.empty())
-            return FakeReply::json(500, R"({"type":"error","error":{"type":"api_error","message":"unscripted request"}})");
+            return FakeReply::error(500, "api_error", QStringLiteral("unscripted request"));
         FakeReply reply = script.front();
         script.pop_front();
         return reply;

@@ -3,7 +3,7 @@
 // every request is recorded for the test to look at.
 //
 //   FakeClaudeServer server;
-//   server.enqueue(FakeReply::json(429, R"({"error":{"type":"rate_limit_error","message":"slow"}})"));
+//   server.enqueue(FakeReply::error(429, "rate_limit_error", "slow"));
 //   server.enqueue(FakeReply::events({FakeReply::messageStart(), FakeReply::textBlock(0, "Hi"), ...}));
 //   ClaudeClient client(key, server.clientOptions());
 #pragma once
@@ -31,11 +31,15 @@ struct FakeReply
 
     static FakeReply json(int status, const QByteArray &body);
     static FakeReply text(int status, const QByteArray &contentType, const QByteArray &body);
+    // An error answer in the API's shape: {"type":"error","error":{type, message}}.
+    static FakeReply error(int status, const QByteArray &type, const QString &message);
     // A 200 event stream of the given events (each a JSON object text), one
     // "event:"/"data:" pair per chunk.
     static FakeReply events(const QList<QByteArray> &events);
     // A plain message answer with one text block.
     static FakeReply message(const QString &text, const QByteArray &stopReason = "end_turn");
+    // The same answer streamed: one text block arriving in the given pieces.
+    static FakeReply streamedMessage(const QStringList &pieces, const QByteArray &stopReason = "end_turn");
 
     // Building blocks of event streams.
     static QByteArray sseFrame(const QByteArray &eventJSON);
