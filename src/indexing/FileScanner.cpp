@@ -3,19 +3,16 @@
 #include "core/DownloadSources.h"
 #include "core/Paths.h"
 #include "indexing/FileKinds.h"
+#include "platform/ApplicationIds.h"
 #include "platform/FileTraces.h"
-#include "platform/MagicScreen.h"
+#include "platform/FileTypes.h"
 #include "platform/MediaFacts.h"
 #include "platform/QuietOpen.h"
 #include "store/IndexStore.h"
 
 #include <QDir>
 #include <QFile>
-#include <QMimeDatabase>
-#include <QRegularExpression>
-#include <QStandardPaths>
 #include <QStringDecoder>
-#include <QXmlStreamReader>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -96,133 +93,25 @@ qint64 allocatedSize(const QByteArray &folder)
     return total;
 }
 
-// CFBundleIdentifier of an application folder's XML Info.plist.
-std::optional<QString> bundleIdentifier(const QString &appFolder)
-{
-    QFile file(appFolder + QStringLiteral("/Contents/Info.plist"));
-    if (!file.open(QIODevice::ReadOnly))
-        return std::nullopt;
-    QXmlStreamReader xml(&file);
-    bool nextIsIdentifier = false;
-    while (!xml.atEnd()) {
-        if (xml.readNext() != QXmlStreamReader::StartElement)
-            continue;
-        if (xml.name() == QLatin1String("key")) {
-            nextIsIdentifier = xml.readElementText() == QLatin1String("CFBundleIdentifier");
-        } else if (nextIsIdentifier) {
-            const QString value = xml.readElementText().trimmed();
-            if (xml.name() == QLatin1String("string") && !value.isEmpty())
-                return value;
-            nextIsIdentifier = false;
-        }
-    }
-    return std::nullopt;
-}
-
-// The name patterns of shared-mime-info that don't begin with "*" and so
-// look at a whole name ("Makefile.*", "README*", "CMakeLists.txt"), read
-// from the databases' globs2 files ("weight:type:pattern[:flags]"), which
-// is much quicker than asking every type for its patterns.
-class WholeNamePatterns
-{
-public:
-    static const WholeNamePatterns &instance()
-    {
-        static const WholeNamePatterns patterns;
-        return patterns;
-    }
-
-    // A quick, conservative test: true when a pattern's literal beginning
-    // is the beginning of the name, ignoring case.
-    bool mayMatch(const QString &name) const
-    {
-        if (name.isEmpty())
-            return false;
-        const auto bucket = m_prefixes.constFind(name.at(0).toCaseFolded());
-        if (bucket != m_prefixes.constEnd()) {
-            for (const QString &prefix : *bucket) {
-                if (name.startsWith(prefix, Qt::CaseInsensitive))
-                    return true;
-            }
-        }
-        for (const QRegularExpression &pattern : m_wildcardStarts) {
-            if (pattern.match(name).hasMatch())
-                return true;
-        }
-        return false;
-    }
-
-private:
-    WholeNamePatterns()
-    {
-        QSet<QString> prefixes;
-        const QStringList files = QStandardPaths::locateAll(QStandardPaths::GenericDataLocation, QStringLiteral("mime/globs2"));
-        for (const QString &path : files) {
-            QFile file(path);
-            if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
-                continue;
-            while (!file.atEnd()) {
-                const QByteArray line = file.readLine().trimmed();
-                if (line.isEmpty() || line.startsWith('#'))
-                    continue;
-                const QList<QByteArray> fields = line.split(':');
-                if (fields.size() < 3 || fields.at(2).startsWith('*'))
-                    continue;
-                const QString pattern = QString::fromUtf8(fields.at(2));
-                const qsizetype wildcard = pattern.indexOf(QRegularExpression(QStringLiteral("[*?\\[]")));
-                const QString literal = wildcard < 0 ? pattern : pattern.left(wildcard);
-                if (literal.isEmpty()) {
-                    m_wildcardStarts.append(QRegularExpression(
-                        QRegularExpression::wildcardToRegularExpression(pattern),
-                        QRegularExpression::CaseInsensitiveOption | QRegularExpression::UseUnicodePropertiesOption));
-                } else {
-                    prefixes.insert(literal);
-                }
-            }
-        }
-        for (const QString &prefix : prefixes)
-            m_prefixes[prefix.at(0).toCaseFolded()].append(prefix);
-    }
-
-    // By their first letter, case-folded.
-    QHash<QChar, QStringList> m_prefixes;
-    QList<QRegularExpression> m_wildcardStarts;
-};
-
 } // namespace
 
 struct FileScanner::Private
 {
-    struct NamedType
-    {
-        QMimeType type;
-        enum class Match { one, none, several };
-        Match match = Match::one; // one: the name decides; else the content has the last word
-    };
-
     // What a record of the current batch still needs once the library has
     // said whether the file changed.
     struct Pending
     {
         double accessed = 0; // the last launch, for applications
-        NamedType::Match nameMatch = NamedType::Match::one;
+        FileTypes::NameMatch nameMatch = FileTypes::NameMatch::decides;
     };
 
     const IndexStore *store = nullptr;
-    QMimeDatabase mimeDatabase;
+    FileTypes types;
+    ApplicationIds applicationIds;
     FileTraces::RecentlyUsed recentlyUsed;
     FileTraces::DownloadURIReader downloadURIs;
     // Folders a known app saves into stand for the app that saved a file.
     QList<QPair<QString, QString>> agentFolders;
-    QStringList applicationFolders; // <data dir>/applications/, for desktop-file ids
-    // Types by name, remembered by the part of the name from its first dot
-    // on ("tar.gz" of "backup.tar.gz"), which is all that the "*." patterns
-    // look at. Names that a pattern of a whole name could match
-    // ("Makefile.am", "README.md") are never remembered.
-    QHash<QString, NamedType> typeBySuffix;
-    // Types of content that no content rule matches, by the sort of data
-    // and the remembered suffix of names with several candidates.
-    QHash<QString, QMimeType> typeOfPlainContent;
     QList<Pending> pending; // parallel to the batch
     qint64 skippedNames = 0;
 
@@ -234,46 +123,6 @@ struct FileScanner::Private
         const QString documents = Paths::userFolder(Paths::UserFolder::Documents);
         if (!documents.isEmpty())
             agentFolders.append({documents + QStringLiteral("/Zoom/"), QStringLiteral("zoom.us")});
-
-        QStringList dataDirs{Paths::dataHome()};
-        const QString systemDirs = qEnvironmentVariable("XDG_DATA_DIRS", QStringLiteral("/usr/local/share:/usr/share"));
-        dataDirs += systemDirs.split(u':', Qt::SkipEmptyParts);
-        for (const QString &dir : dataDirs)
-            applicationFolders.append(QDir::cleanPath(dir) + QStringLiteral("/applications/"));
-    }
-
-    // The type that the name gives. When the name alone doesn't decide,
-    // this is its best guess, and the content is looked at later, only for
-    // files whose facts are read in full.
-    NamedType typeByName(const QString &name)
-    {
-        const std::optional<QString> suffix = rememberedSuffix(name);
-        if (suffix) {
-            const auto known = typeBySuffix.constFind(*suffix);
-            if (known != typeBySuffix.constEnd())
-                return *known;
-        }
-        const QList<QMimeType> byName = mimeDatabase.mimeTypesForFileName(name);
-        NamedType result;
-        if (byName.size() == 1) {
-            result.type = byName.first();
-        } else {
-            result.type = mimeDatabase.mimeTypeForFile(name, QMimeDatabase::MatchExtension);
-            result.match = byName.isEmpty() ? NamedType::Match::none : NamedType::Match::several;
-        }
-        if (suffix && typeBySuffix.size() < 4096)
-            typeBySuffix.insert(*suffix, result);
-        return result;
-    }
-
-    // The part of the name that its type by name depends on, when that is
-    // less than the whole name.
-    static std::optional<QString> rememberedSuffix(const QString &name)
-    {
-        const qsizetype dot = name.indexOf(u'.');
-        if (dot <= 0 || WholeNamePatterns::instance().mayMatch(name))
-            return std::nullopt;
-        return name.mid(dot + 1);
     }
 
     QString agent(const QString &path) const
@@ -285,25 +134,9 @@ struct FileScanner::Private
         return QString();
     }
 
-    // The desktop-file id: the path under an applications folder with "/"
-    // as "-", without ".desktop"; elsewhere the file's own name.
-    QString desktopID(const QString &path, const QString &name) const
-    {
-        QString id = name;
-        for (const QString &folder : applicationFolders) {
-            if (path.startsWith(folder)) {
-                id = path.mid(folder.size()).replace(u'/', u'-');
-                break;
-            }
-        }
-        if (id.endsWith(QLatin1String(".desktop")))
-            id.chop(8);
-        return id;
-    }
-
-    QMimeType typeByContent(const FileRecord &record, NamedType::Match nameMatch);
     std::optional<FileRecord> build(const QString &path, const QString &name, const Stat &stat, Pending &state);
     void applyKind(FileRecord &record, FileKind kind, const Pending &state) const;
+    void typeByContent(FileRecord &record, const Pending &state);
     void readContentFacts(FileRecord &record) const;
     // Completes the batch's records and hands them to deliver; empties the batch.
     void complete(QList<FileRecord> &batch, const std::function<void(QList<FileRecord> &&)> &deliver,
@@ -324,11 +157,11 @@ std::optional<FileRecord> FileScanner::Private::build(const QString &path, const
         // An unrecognised package is left out whole.
         if (kind == FileKind::other)
             return std::nullopt;
-        const QList<QMimeType> byName = mimeDatabase.mimeTypesForFileName(name);
-        if (!byName.isEmpty())
-            r.uti = byName.first().name();
+        const QMimeType type = types.ofPackage(name);
+        if (type.isValid())
+            r.uti = type.name();
     } else {
-        const NamedType named = typeByName(name);
+        const FileTypes::ByName named = types.byName(name);
         if (named.type.isValid())
             r.uti = named.type.name();
         kind = FileKinds::kind(named.type);
@@ -356,7 +189,7 @@ std::optional<FileRecord> FileScanner::Private::build(const QString &path, const
     }
     applyKind(r, kind, state);
     if (isPackage && kind == FileKind::app) {
-        r.bundleID = bundleIdentifier(path);
+        r.bundleID = ApplicationIds::fromApplicationFolder(path);
         r.size = allocatedSize(QFile::encodeName(path));
     }
     return r;
@@ -375,45 +208,19 @@ void FileScanner::Private::applyKind(FileRecord &r, FileKind kind, const Pending
     // The access time of an application stands for its last launch. A
     // Flatpak bundle's own id replaces its name when its content is read.
     r.opened = state.accessed;
-    if (r.uti == QLatin1String("application/x-desktop"))
-        r.bundleID = desktopID(r.path, r.name);
-    else
-        r.bundleID = r.name;
+    r.bundleID = applicationIds.fromPath(r.path, r.name, r.uti.value_or(QString()));
 }
 
-// The type for a name that doesn't decide it, as the database's default
-// matching gives it: the content settles between the name's candidates, or
-// alone when the name has none. The file is read quietly, once.
-QMimeType FileScanner::Private::typeByContent(const FileRecord &record, NamedType::Match nameMatch)
+// Settles the type that the name left open by the file's opening bytes,
+// read quietly; an unreadable file keeps the name's guess.
+void FileScanner::Private::typeByContent(FileRecord &record, const Pending &state)
 {
     QFile file;
     if (!openQuietly(file, record.path))
-        return mimeDatabase.mimeTypeForFile(record.name, QMimeDatabase::MatchExtension);
-    const QByteArray head = file.read(16384);
-    const bool candidates = nameMatch == NamedType::Match::several;
-    const auto fullMatch = [&](const QByteArray &data) {
-        return candidates ? mimeDatabase.mimeTypeForFileNameAndData(record.name, data)
-                          : mimeDatabase.mimeTypeForData(data);
-    };
-    // Content that no rule matches can only be told as empty, text or
-    // binary, and the answer follows from that and the name's candidates:
-    // a one-byte stand-in of the same sort gets it, and it is remembered.
-    static const QByteArray text("a"), binary("\x01", 1);
-    const MagicScreen &screen = MagicScreen::instance();
-    static const bool standInsPass = !screen.mayMatch(text) && !screen.mayMatch(binary);
-    if (!standInsPass || screen.mayMatch(head))
-        return fullMatch(head);
-    const QByteArray &standIn = head.isEmpty() ? head : MagicScreen::looksLikeText(head) ? text : binary;
-    const std::optional<QString> suffix = candidates ? rememberedSuffix(record.name) : QString();
-    if (!suffix)
-        return fullMatch(standIn);
-    const QString key = QString::number(standIn.size()) + QString::fromLatin1(standIn) + u'/' + *suffix;
-    if (const auto known = typeOfPlainContent.constFind(key); known != typeOfPlainContent.constEnd())
-        return *known;
-    const QMimeType type = fullMatch(standIn);
-    if (typeOfPlainContent.size() < 4096)
-        typeOfPlainContent.insert(key, type);
-    return type;
+        return;
+    const QMimeType type = types.byContent(record.name, state.nameMatch, file.read(FileTypes::headSize));
+    record.uti = type.isValid() ? std::optional<QString>(type.name()) : std::nullopt;
+    applyKind(record, FileKinds::kind(type), state);
 }
 
 void FileScanner::Private::readContentFacts(FileRecord &r) const
@@ -443,7 +250,7 @@ void FileScanner::Private::readContentFacts(FileRecord &r) const
         break;
     case FileKind::app:
         if (r.uti == QLatin1String("application/vnd.flatpak")) {
-            if (const auto id = FileTraces::flatpakBundleID(r.path))
+            if (const auto id = ApplicationIds::fromFlatpakBundle(r.path))
                 r.bundleID = id;
         }
         break;
@@ -476,11 +283,8 @@ void FileScanner::Private::complete(QList<FileRecord> &batch,
             // the next walk instead.
             if (token.isCancelled())
                 continue;
-            if (state.nameMatch != NamedType::Match::one) {
-                const QMimeType type = typeByContent(record, state.nameMatch);
-                record.uti = type.isValid() ? std::optional<QString>(type.name()) : std::nullopt;
-                applyKind(record, FileKinds::kind(type), state);
-            }
+            if (state.nameMatch != FileTypes::NameMatch::decides)
+                typeByContent(record, state);
             readContentFacts(record);
         }
         ready.append(std::move(record));

@@ -2,7 +2,6 @@
 
 #include "core/DownloadSources.h"
 #include "core/Paths.h"
-#include "platform/QuietOpen.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -136,49 +135,6 @@ std::optional<QString> DownloadURIReader::downloadURI(const QString &path) const
     }
     g_object_unref(file);
     return uri;
-}
-
-// ---- Flatpak bundles ----
-
-std::optional<QString> flatpakBundleID(const QString &path)
-{
-    // A bundle is one serialised GVariant tuple whose first member is the
-    // metadata dictionary. The end of that member is the last framing
-    // offset of the tuple, stored at the very end of the file in a width
-    // that follows from the file's size.
-    QFile file;
-    if (!openQuietly(file, path))
-        return std::nullopt;
-    const qint64 size = file.size();
-    const int width = size <= 0xff ? 1 : size <= 0xffff ? 2 : size <= 0xffffffffLL ? 4 : 8;
-    if (size <= width || !file.seek(size - width))
-        return std::nullopt;
-    const QByteArray tail = file.read(width);
-    if (tail.size() != width)
-        return std::nullopt;
-    quint64 metadataEnd = 0;
-    for (int i = width - 1; i >= 0; --i)
-        metadataEnd = (metadataEnd << 8) | quint8(tail.at(i));
-    constexpr quint64 metadataCap = 16 * 1024 * 1024;
-    if (metadataEnd == 0 || metadataEnd > quint64(size - width) || metadataEnd > metadataCap || !file.seek(0))
-        return std::nullopt;
-    const QByteArray head = file.read(qint64(metadataEnd));
-    if (head.size() != qsizetype(metadataEnd))
-        return std::nullopt;
-
-    GBytes *bytes = g_bytes_new(head.constData(), gsize(head.size()));
-    GVariant *metadata = g_variant_ref_sink(g_variant_new_from_bytes(G_VARIANT_TYPE("a{sv}"), bytes, FALSE));
-    g_bytes_unref(bytes);
-    std::optional<QString> id;
-    const gchar *ref = nullptr;
-    if (g_variant_lookup(metadata, "ref", "&s", &ref) && ref) {
-        // "app/org.gnome.Maps/x86_64/stable"
-        const QStringList parts = QString::fromUtf8(ref).split(u'/');
-        if (parts.size() >= 2 && !parts.at(1).isEmpty())
-            id = parts.at(1);
-    }
-    g_variant_unref(metadata);
-    return id;
 }
 
 // ---- recently-used.xbel ----

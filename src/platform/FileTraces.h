@@ -38,11 +38,6 @@ private:
     bool m_available = false;
 };
 
-// The application id of a Flatpak single-file bundle ("org.gnome.Maps"),
-// from the "ref" of the metadata that leads the bundle. Reads the bundle's
-// last bytes and its metadata, never the whole file.
-std::optional<QString> flatpakBundleID(const QString &path);
-
 // The last-used dates of the freedesktop list of recently used files,
 // $XDG_DATA_HOME/recently-used.xbel: for each local path the latest of the
 // bookmark's modification and its applications' own dates. A missing or

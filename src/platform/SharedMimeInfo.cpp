@@ -1,22 +1,88 @@
-#include "platform/MagicScreen.h"
+#include "platform/SharedMimeInfo.h"
 
-#include <QDir>
 #include <QFile>
+#include <QSet>
 #include <QStandardPaths>
 
 #include <algorithm>
 #include <cstring>
 
+namespace SharedMimeInfo {
+
+namespace {
+
+// Every MIME database folder that QMimeDatabase reads.
+QStringList databaseFolders()
+{
+    return QStandardPaths::locateAll(QStandardPaths::GenericDataLocation, QStringLiteral("mime"),
+                                     QStandardPaths::LocateDirectory);
+}
+
+} // namespace
+
+// ---- globs2 ----
+
+const WholeNamePatterns &WholeNamePatterns::instance()
+{
+    static const WholeNamePatterns patterns;
+    return patterns;
+}
+
+WholeNamePatterns::WholeNamePatterns()
+{
+    static const QRegularExpression wildcards(QStringLiteral("[*?\\[]"));
+    QSet<QString> prefixes;
+    for (const QString &folder : databaseFolders()) {
+        QFile file(folder + QStringLiteral("/globs2"));
+        if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+            continue;
+        while (!file.atEnd()) {
+            const QByteArray line = file.readLine().trimmed();
+            if (line.isEmpty() || line.startsWith('#'))
+                continue;
+            const QList<QByteArray> fields = line.split(':');
+            if (fields.size() < 3 || fields.at(2).startsWith('*'))
+                continue;
+            const QString pattern = QString::fromUtf8(fields.at(2));
+            const qsizetype wildcard = pattern.indexOf(wildcards);
+            const QString literal = wildcard < 0 ? pattern : pattern.left(wildcard);
+            if (literal.isEmpty()) {
+                m_wildcardStarts.append(QRegularExpression(
+                    QRegularExpression::wildcardToRegularExpression(pattern),
+                    QRegularExpression::CaseInsensitiveOption | QRegularExpression::UseUnicodePropertiesOption));
+            } else {
+                prefixes.insert(literal);
+            }
+        }
+    }
+    for (const QString &prefix : prefixes)
+        m_prefixes[prefix.at(0).toCaseFolded()].append(prefix);
+}
+
+bool WholeNamePatterns::mayMatch(const QString &name) const
+{
+    if (name.isEmpty())
+        return false;
+    const auto bucket = m_prefixes.constFind(name.at(0).toCaseFolded());
+    if (bucket != m_prefixes.constEnd()) {
+        for (const QString &prefix : *bucket) {
+            if (name.startsWith(prefix, Qt::CaseInsensitive))
+                return true;
+        }
+    }
+    return std::any_of(m_wildcardStarts.cbegin(), m_wildcardStarts.cend(),
+                       [&](const QRegularExpression &pattern) { return pattern.match(name).hasMatch(); });
+}
+
+// ---- magic ----
+
 const MagicScreen &MagicScreen::instance()
 {
     static const MagicScreen screen([] {
-        // Every MIME database the content matching reads; one without a
-        // magic file leaves its rules unknown, and the screen unusable.
+        // A database without a magic file leaves its rules unknown, and the
+        // screen unusable.
         QStringList files;
-        const QStringList folders =
-            QStandardPaths::locateAll(QStandardPaths::GenericDataLocation, QStringLiteral("mime"),
-                                      QStandardPaths::LocateDirectory);
-        for (const QString &folder : folders)
+        for (const QString &folder : databaseFolders())
             files.append(folder + QStringLiteral("/magic"));
         return files;
     }());
@@ -213,3 +279,5 @@ bool MagicScreen::looksLikeText(QByteArrayView data)
         return byte < 32 && byte != '\t' && byte != '\n' && byte != '\r';
     });
 }
+
+} // namespace SharedMimeInfo
