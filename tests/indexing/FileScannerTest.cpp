@@ -3,7 +3,7 @@
 #include "core/Paths.h"
 #include "indexing/FileKinds.h"
 #include "indexing/FileScanner.h"
-#include "search/SearchQuery.h"
+#include "store/FileQuery.h"
 #include "store/IndexStore.h"
 #include "support/MediaFixtures.h"
 #include "support/TestEnvironment.h"

@@ -2,7 +2,7 @@
 // text whatsoever can make FTS5 reject them.
 #include "search/FullTextQuery.h"
 #include "search/LocalQueryParser.h"
-#include "store/IndexStore.h"
+#include "support/TestLibrary.h"
 
 #include <QRandomGenerator>
 #include <QRegularExpression>
@@ -33,28 +33,32 @@ TEST(FullTextTokens, SplitLowerAndDropLoneLetters)
 
 TEST(FullTextMatch, QuotesWordsPrefixesALongLastWordAndDropsRepeats)
 {
-    const std::optional<QString> none;
+    const std::optional<FullTextMatch> none;
     const auto all = [](const QStringList &terms) { return ftsMatchAll(terms, PrefixMatch::lastTokenPrefix); };
+    const auto any = PhraseJoin::any;
     const struct
     {
-        std::optional<QString> expression;
-        std::optional<QString> expected;
+        std::optional<FullTextMatch> match;
+        std::optional<FullTextMatch> expected;
     } cases[] = {
-        {all({QStringLiteral("tax"), QStringLiteral("invoi")}), QStringLiteral("\"tax\" AND \"invoi\"*")},
-        {ftsMatchAll({QStringLiteral("tax return")}, PrefixMatch::exact), QStringLiteral("\"tax\" AND \"return\"")},
-        {all({QStringLiteral("abc"), QStringLiteral("ab")}), QStringLiteral("\"abc\" AND \"ab\"")},
-        {all({QStringLiteral("7")}), QStringLiteral("\"7\"")},
+        {all({QStringLiteral("tax"), QStringLiteral("invoi")}), FullTextMatch{"\"tax\" AND \"invoi\"*", PhraseJoin::all}},
+        {ftsMatchAll({QStringLiteral("tax return")}, PrefixMatch::exact), FullTextMatch{"\"tax\" AND \"return\"", PhraseJoin::all}},
+        {all({QStringLiteral("abc"), QStringLiteral("ab")}), FullTextMatch{"\"abc\" AND \"ab\"", PhraseJoin::all}},
+        // One word joins as any-word matches do.
+        {all({QStringLiteral("7")}), FullTextMatch{"\"7\"", any}},
+        {all({QStringLiteral("invoice")}), FullTextMatch{"\"invoice\"*", any}},
         {all({QStringLiteral("a"), QStringLiteral("I")}), none},
         {ftsMatchAll({}, PrefixMatch::exact), none},
         // Any-word expressions keep each term as a phrase.
-        {ftsMatchAny({QStringLiteral("tax return"), QStringLiteral("invoice")}), QStringLiteral("(\"tax return\" OR \"invoice\")")},
-        {ftsMatchAny({QStringLiteral("Invoice"), QStringLiteral("invoice!")}), QStringLiteral("\"invoice\"")},
+        {ftsMatchAny({QStringLiteral("tax return"), QStringLiteral("invoice")}), FullTextMatch{"(\"tax return\" OR \"invoice\")", any}},
+        {ftsMatchAny({QStringLiteral("Invoice"), QStringLiteral("invoice!")}), FullTextMatch{"\"invoice\"", any}},
         {ftsMatchAny({QStringLiteral("a"), QStringLiteral("lease"), QStringLiteral("x"), QStringLiteral("lease")}),
-         QStringLiteral("\"lease\"")},
+         FullTextMatch{"\"lease\"", any}},
         {ftsMatchAny({QStringLiteral("I")}), none},
     };
-    for (const auto &c : cases)
-        EXPECT_EQ(c.expression, c.expected);
+    for (const auto &c : cases) {
+        EXPECT_EQ(c.match, c.expected) << (c.match ? c.match->expression.toStdString() : "none");
+    }
 }
 
 // Text that people paste or that terminals produce, and FTS5's own syntax.
@@ -88,12 +92,12 @@ QStringList hostileTexts()
 
 TEST(FullTextMatch, NoTextYieldsAnExpressionFullTextSearchRejects)
 {
-    const auto store = IndexStore::openInMemory();
-    store->db().run(QStringLiteral("INSERT INTO passages(title, body, owner_type, owner_id, ord) "
+    TestLibrary library;
+    library.db->run(QStringLiteral("INSERT INTO passages(title, body, owner_type, owner_id, ord) "
                                    "VALUES('cats and dogs', 'near the tax invoice', 'file', '1', 0)"));
     // Runs an expression against the real full-text table; throws on a syntax error.
     const auto matches = [&](const QString &expression) {
-        return store->db().query(QStringLiteral("SELECT rowid FROM passages WHERE passages MATCH ?"), {expression}).size();
+        return library.db->query(QStringLiteral("SELECT rowid FROM passages WHERE passages MATCH ?"), {expression}).size();
     };
     // Only quoted words, the star and the three operators may reach FTS5.
     static const QRegularExpression allowed(QStringLiteral(R"(^(?:"[^"\s]+(?: [^"\s]+)*"\*?|[()]| AND | OR )+$)"),
@@ -102,17 +106,17 @@ TEST(FullTextMatch, NoTextYieldsAnExpressionFullTextSearchRejects)
     for (const QString &text : hostileTexts()) {
         const QStringList terms{text, text.left(20)};
         const QStringList keywords = parser.parse(text).keywords;
-        for (const std::optional<QString> &expression :
+        for (const std::optional<FullTextMatch> &match :
              {ftsMatchAll(terms, PrefixMatch::lastTokenPrefix), ftsMatchAll(keywords, PrefixMatch::lastTokenPrefix),
               ftsMatchAny(terms), ftsMatchAny(keywords)}) {
-            if (!expression)
+            if (!match)
                 continue;
-            EXPECT_TRUE(allowed.match(*expression).hasMatch()) << expression->left(200).toStdString();
-            EXPECT_NO_THROW(matches(*expression)) << expression->left(200).toStdString();
+            EXPECT_TRUE(allowed.match(match->expression).hasMatch()) << match->expression.left(200).toStdString();
+            EXPECT_NO_THROW(matches(match->expression)) << match->expression.left(200).toStdString();
         }
     }
     // Operator words are searched as words.
-    EXPECT_EQ(matches(ftsMatchAll({QStringLiteral("NEAR")}, PrefixMatch::exact).value_or(QString())), 1);
+    EXPECT_EQ(matches(ftsMatchAll({QStringLiteral("NEAR")}, PrefixMatch::exact).value_or(FullTextMatch()).expression), 1);
 }
 
 } // namespace
