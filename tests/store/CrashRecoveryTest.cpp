@@ -5,37 +5,14 @@
 
 #include <gtest/gtest.h>
 
+// GCC 12 takes members a designated initializer leaves to their defaults for forgotten ones.
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
+
 #include <csignal>
 #include <sys/wait.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-constexpr int batchSize = 400;
-
-// In a forked child: writes batch after batch into the library, reporting
-// each committed batch on the pipe, until it is killed.
-[[noreturn]] void writeUntilKilled(const QString &path, int reportFd, int firstBatch)
-{
-    try {
-        auto store = IndexStore::open(QUrl::fromLocalFile(path));
-        for (int batch = firstBatch;; ++batch) {
-            QList<FileRecord> records(batchSize);
-            for (int i = 0; i < batchSize; ++i)
-                records[i] = {.path = u"/library/batch%1/file%2.txt"_s.arg(batch).arg(i), .name = u"file.txt"_s,
-                              .ext = u"txt"_s, .kind = FileKind::document, .size = i, .modified = 1000.0 + batch};
-            store->files().upsert(records, u"/library"_s, batch);
-            if (const char tick = 1; ::write(reportFd, &tick, 1) != 1)
-                ::_exit(3);
-        }
-    } catch (...) {
-        ::_exit(2);
-    }
-}
-
-} // namespace
 
 // A kill at any moment loses at most the batch in flight, and the next open
 // finds a consistent library that takes new batches.
@@ -44,6 +21,25 @@ TEST(CrashRecovery, AKilledWriterLosesAtMostTheBatchInFlight)
     QTemporaryDir dir;
     const QString path = dir.path() + u"/Library.sqlite"_s;
     qint64 committedBefore = 0;
+    constexpr int batchSize = 400;
+    // In a forked child: writes batch after batch into the library, reporting
+    // each committed batch on the pipe, until it is killed.
+    const auto writeUntilKilled = [&](int reportFd, int firstBatch) {
+        try {
+            auto store = IndexStore::open(QUrl::fromLocalFile(path));
+            for (int batch = firstBatch;; ++batch) {
+                QList<FileRecord> records(batchSize);
+                for (int i = 0; i < batchSize; ++i)
+                    records[i] = {.path = u"/library/batch%1/file%2.txt"_s.arg(batch).arg(i), .name = u"file.txt"_s,
+                                  .ext = u"txt"_s, .kind = FileKind::document, .size = i, .modified = 1000.0 + batch};
+                store->files().upsert(records, u"/library"_s, batch);
+                if (const char tick = 1; ::write(reportFd, &tick, 1) != 1)
+                    ::_exit(3);
+            }
+        } catch (...) {
+            ::_exit(2);
+        }
+    };
     for (int round = 0; round < 3; ++round) {
         int fds[2];
         ASSERT_EQ(::pipe(fds), 0);
@@ -51,7 +47,7 @@ TEST(CrashRecovery, AKilledWriterLosesAtMostTheBatchInFlight)
         ASSERT_GE(child, 0);
         if (child == 0) {
             ::close(fds[0]);
-            writeUntilKilled(path, fds[1], 1000 * (round + 1));
+            writeUntilKilled(fds[1], 1000 * (round + 1));
         }
         ::close(fds[1]);
         // Let a few batches commit, then kill at a random moment inside the next.

@@ -6,6 +6,9 @@
 
 #include <gtest/gtest.h>
 
+// GCC 12 takes members a designated initializer leaves to their defaults for forgotten ones.
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -57,16 +60,6 @@ TEST(FilterCompiler, EveryClauseSelectsOnARealTable)
             names.append(r.name);
         EXPECT_EQ(names, expected) << compileFilter(filter).clause.toStdString();
     }
-}
-
-// The orders themselves are checked on a real table with the file records.
-TEST(SortCompiler, SortAndDateFieldNamesReadBack)
-{
-    for (FileSort sort : allFileSorts())
-        EXPECT_EQ(fileSortFromRawValue(fileSortRawValue(sort)), sort);
-    for (DateField field : allDateFields())
-        EXPECT_EQ(dateFieldFromRawValue(dateFieldRawValue(field)), field);
-    EXPECT_FALSE(fileSortFromRawValue("newest"));
 }
 
 } // namespace

@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+// GCC 12 takes members a designated initializer leaves to their defaults for forgotten ones.
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -49,7 +52,6 @@ TEST_F(FileRecordsTest, InsertStoresEveryFieldAndReadsItBackWithATextStateByKind
     EXPECT_EQ(files.record(r.id), r);
     EXPECT_EQ(files.recordAt(r.path), r);
     EXPECT_EQ(files.records({r.id, 999}), (QHash<qint64, FileRecord>{{r.id, r}}));
-    EXPECT_FALSE(files.record(999));
     EXPECT_FALSE(has(u"/home/a/Pictures/Trip"_s));
     EXPECT_EQ(row(r.id).string(u"root"_s), "/home/a/Pictures");
     EXPECT_EQ(passageCount(r.id), 1) << "a title row makes it findable by name";
@@ -114,7 +116,7 @@ TEST_F(FileRecordsTest, AChangedFileLosesItsDerivedDataAndWaitsForTextAgain)
     }
 }
 
-TEST_F(FileRecordsTest, APathTwiceInABatchMakesOneRowAndAFileDeletedSinceTheLookupComesBack)
+TEST_F(FileRecordsTest, ABatchKeepsAPathsLastRecordSeesDeletionsSinceItsLookupAndFailsWhole)
 {
     upsert({file(u"/r/dup"_s, 1, 1.0), file(u"/r/dup"_s, 2, 2.0), file(u"/r/dup"_s, 2, 2.0)});
     EXPECT_EQ(fileAndPassageRows(), std::pair(1ll, 1ll));
@@ -127,20 +129,15 @@ TEST_F(FileRecordsTest, APathTwiceInABatchMakesOneRowAndAFileDeletedSinceTheLook
     ASSERT_EQ(files.unchangedKinds(batch).size(), 2);
     files.deletePaths({u"/r/gone"_s});
     upsert(batch, 2.0);
-    EXPECT_EQ(rowCount(u"files"_s), 3);
-    EXPECT_EQ(passageCount(idOf(u"/r/gone"_s)), 1);
-}
+    EXPECT_EQ(fileAndPassageRows(), std::pair(3ll, 3ll));
 
-TEST_F(FileRecordsTest, AFailingBatchLeavesTheLibraryAsItWas)
-{
-    upsert({file(u"/r/kept"_s, 1, 1.0)});
-    // A trigger makes the third insert of the batch fail.
+    // A trigger makes the third insert of a batch fail.
     db->execute(u"CREATE TRIGGER refuse BEFORE INSERT ON files WHEN NEW.name = 'bad' "
                 "BEGIN SELECT RAISE(ABORT, 'refused'); END"_s);
-    EXPECT_THROW(upsert({file(u"/r/x"_s, 1, 1.0), file(u"/r/kept"_s, 5, 9.0), file(u"/r/bad"_s, 1, 1.0)}, 2.0),
+    EXPECT_THROW(upsert({file(u"/r/x"_s, 1, 1.0), file(u"/r/kept"_s, 5, 9.0), file(u"/r/bad"_s, 1, 1.0)}, 3.0),
                  SQLiteError);
-    EXPECT_EQ(fileAndPassageRows(), std::pair(1ll, 1ll));
-    EXPECT_EQ(columns(u"/r/kept"_s, u"size, seen_at"_s), (QList<SQLValue>{1, 1.0}));
+    EXPECT_EQ(fileAndPassageRows(), std::pair(3ll, 3ll));
+    EXPECT_EQ(columns(u"/r/kept"_s, u"size, seen_at"_s), (QList<SQLValue>{10, 2.0}));
 }
 
 TEST(FileRecordsTitle, NameSpacedNameAndTwoParentFolders)
