@@ -1,12 +1,10 @@
 #include "store/IndexStore.h"
+#include "support/RecordFixtures.h"
 
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
-
-// GCC 12 takes members a designated initializer leaves to their defaults for forgotten ones.
-#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
 
 #include <csignal>
 #include <sys/wait.h>
@@ -30,8 +28,7 @@ TEST(CrashRecovery, AKilledWriterLosesAtMostTheBatchInFlight)
             for (int batch = firstBatch;; ++batch) {
                 QList<FileRecord> records(batchSize);
                 for (int i = 0; i < batchSize; ++i)
-                    records[i] = {.path = u"/library/batch%1/file%2.txt"_s.arg(batch).arg(i), .name = u"file.txt"_s,
-                                  .ext = u"txt"_s, .kind = FileKind::document, .size = i, .modified = 1000.0 + batch};
+                    records[i] = RecordFixtures::file(u"/library/%1/%2.txt"_s.arg(batch).arg(i), i, 1000.0 + batch);
                 store->files().upsert(records, u"/library"_s, batch);
                 if (const char tick = 1; ::write(reportFd, &tick, 1) != 1)
                     ::_exit(3);
