@@ -5,6 +5,11 @@
 
 #include <gtest/gtest.h>
 
+// GCC 12 takes members a designated initializer leaves to their defaults for forgotten ones.
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
+
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using RecordFixtures::file;
@@ -14,68 +19,55 @@ class FileRecordsTest : public ::testing::Test, protected TestLibrary
 protected:
     FileRecords files = store.files();
 
-    void upsert(const QList<FileRecord> &records, double seenAt = 1.0, const QString &root = QStringLiteral("/r"))
+    void upsert(const QList<FileRecord> &records, double seenAt = 1.0, const QString &root = u"/r"_s)
     {
         files.upsert(records, root, seenAt);
     }
     // What extraction and the tidy-up leave behind on a file.
     void giveDerivedData(qint64 id)
     {
-        store.tidy().setDigest(id, QStringLiteral("abc"));
+        store.tidy().setDigest(id, u"abc"_s);
         store.tidy().setFeaturePrint(id, QByteArray("\x01\x02", 2));
-        FileRecord record = *files.record(id);
-        store.textQueue().setText(record, {QStringLiteral("hello"), QStringLiteral("two")});
+        store.textQueue().setText(*files.record(id), {u"hello"_s, u"two"_s});
     }
-    QStringList names(const QList<FileRecord> &records)
+    bool has(const QString &path) const { return files.recordAt(path).has_value(); }
+    std::pair<qint64, qint64> fileAndPassageRows() const { return {rowCount(u"files"_s), rowCount(u"passages"_s)}; }
+    QList<SQLValue> columns(const QString &path, const QString &names) const
     {
-        QStringList list;
-        for (const FileRecord &r : records)
-            list.append(r.name);
-        return list;
+        return db->query(u"SELECT "_s + names + u" FROM files WHERE path = ?"_s, {path}).value(0).values();
     }
 };
 
 } // namespace
 
-TEST_F(FileRecordsTest, InsertStoresEveryFieldAndReadsItBack)
+TEST_F(FileRecordsTest, InsertStoresEveryFieldAndReadsItBackWithATextStateByKind)
 {
-    FileRecord r = file(QStringLiteral("/home/a/Pictures/Trip/IMG_1.heic"), 2048, 1700000000.25, FileKind::image);
-    r.uti = QStringLiteral("image/heif");
-    r.created = 1600000000.0;
-    r.added = 1650000000.5;
-    r.opened = 1710000000.0;
-    r.sourceID = QStringLiteral("web:photos.example");
-    r.sourceURL = QStringLiteral("https://photos.example/1");
-    r.isScreenshot = true;
-    r.width = 4032;
-    r.height = 3024;
-    upsert({r}, 10.0, QStringLiteral("/home/a/Pictures"));
-
+    FileRecord r{.path = u"/home/a/Pictures/Trip/IMG_1.heic"_s, .name = u"IMG_1.heic"_s, .ext = u"heic"_s,
+                 .uti = u"image/heif"_s, .kind = FileKind::image, .size = 2048, .created = 1600000000.0,
+                 .modified = 1700000000.25, .added = 1650000000.5, .opened = 1710000000.0,
+                 .sourceID = u"web:photos.example"_s, .sourceURL = u"https://photos.example/1"_s,
+                 .isScreenshot = true, .width = 4032, .height = 3024};
+    upsert({r}, 10.0, u"/home/a/Pictures"_s);
     r.id = idOf(r.path);
-    ASSERT_GT(r.id, 0);
     EXPECT_EQ(files.record(r.id), r);
     EXPECT_EQ(files.recordAt(r.path), r);
     EXPECT_EQ(files.records({r.id, 999}), (QHash<qint64, FileRecord>{{r.id, r}}));
-    EXPECT_FALSE(files.record(999));
-    EXPECT_FALSE(files.recordAt(QStringLiteral("/home/a/Pictures/Trip")));
-    EXPECT_EQ(row(r.id).string(QStringLiteral("root")), QStringLiteral("/home/a/Pictures"));
+    EXPECT_FALSE(has(u"/home/a/Pictures/Trip"_s));
+    EXPECT_EQ(row(r.id).string(u"root"_s), "/home/a/Pictures");
     EXPECT_EQ(passageCount(r.id), 1) << "a title row makes it findable by name";
-}
-
-TEST_F(FileRecordsTest, TextStateStartsByKind)
-{
+    // Documents and images wait for their text; other kinds have none to wait for.
     for (FileKind kind : allFileKinds()) {
-        const QString path = QStringLiteral("/r/") + fileKindRawValue(kind);
+        const QString path = u"/r/"_s + fileKindRawValue(kind);
         upsert({file(path, 1, 1.0, kind)});
-        const int waiting = kind == FileKind::image || kind == FileKind::document ? 0 : 2;
-        EXPECT_EQ(row(idOf(path)).integer(QStringLiteral("text_state")), waiting) << fileKindRawValue(kind).toStdString();
+        const int state = kind == FileKind::image || kind == FileKind::document ? 0 : 2;
+        EXPECT_EQ(row(idOf(path)).integer(u"text_state"_s), state) << qPrintable(path);
     }
 }
 
 TEST_F(FileRecordsTest, AnUnchangedFileGetsTheLightUpdateAndKeepsItsDerivedData)
 {
-    FileRecord r = file(QStringLiteral("/r/a.pdf"), 100, 1000.0);
-    r.sourceID = QStringLiteral("gmail");
+    FileRecord r = file(u"/r/a.pdf"_s, 100, 1000.0);
+    r.sourceID = u"gmail"_s;
     r.opened = 5.0;
     upsert({r});
     const qint64 id = idOf(r.path);
@@ -87,104 +79,70 @@ TEST_F(FileRecordsTest, AnUnchangedFileGetsTheLightUpdateAndKeepsItsDerivedData)
     again.opened.reset(); // the desktop forgot the file
     again.added = 7.0;
     again.width = 99; // not part of the light update
-    EXPECT_EQ(files.unchangedKinds({again, file(QStringLiteral("/r/new"), 1, 1.0)}),
+    EXPECT_EQ(files.unchangedKinds({again, file(u"/r/new"_s, 1, 1.0)}),
               (QHash<QString, FileKind>{{r.path, FileKind::document}}));
-    upsert({again}, 2.0, QStringLiteral("/r2"));
+    upsert({again}, 2.0, u"/r2"_s);
 
-    const SQLRow stored = row(id);
-    EXPECT_EQ(stored.string(QStringLiteral("sha256")), QStringLiteral("abc"));
-    EXPECT_EQ(stored.integer(QStringLiteral("text_state")), 1);
-    EXPECT_EQ(stored.string(QStringLiteral("text_excerpt")), QStringLiteral("hello"));
-    EXPECT_EQ(stored.string(QStringLiteral("source")), QStringLiteral("gmail")) << "a source not found again is kept";
-    EXPECT_EQ(stored.real(QStringLiteral("opened")), 5.0) << "no reading keeps the last-used date";
-    EXPECT_EQ(stored.real(QStringLiteral("added")), 7.0);
-    EXPECT_EQ(stored.real(QStringLiteral("seen_at")), 2.0);
-    EXPECT_EQ(stored.string(QStringLiteral("root")), QStringLiteral("/r2"));
-    EXPECT_EQ(stored.integer(QStringLiteral("width")), std::nullopt);
+    // A source not found again is kept, and so is the last-used date when none was read.
+    EXPECT_EQ(columns(r.path, u"sha256, text_state, text_excerpt, source, opened, added, seen_at, root, width"_s),
+              (QList<SQLValue>{"abc", 1, "hello", "gmail", 5.0, 7.0, 2.0, "/r2", SQLValue()}));
     EXPECT_EQ(passageCount(id), 2);
 
-    again.sourceID = QStringLiteral("slack");
+    again.sourceID = u"slack"_s;
     again.opened = 9.0;
     upsert({again}, 3.0);
-    EXPECT_EQ(row(id).string(QStringLiteral("source")), QStringLiteral("slack")) << "a new source replaces it";
-    EXPECT_EQ(row(id).real(QStringLiteral("opened")), 9.0);
+    EXPECT_EQ(columns(r.path, u"source, opened"_s), (QList<SQLValue>{"slack", 9.0})) << "a new source replaces it";
 }
 
 TEST_F(FileRecordsTest, AChangedFileLosesItsDerivedDataAndWaitsForTextAgain)
 {
     // Size, a modification time off by two milliseconds, a date that went
     // away; a file that never had a date stays unchanged while its size holds.
-    const struct
-    {
-        qint64 size;
-        std::optional<double> from, to;
-        bool changed;
-    } cases[] = {{101, 1000.0, 1000.0, true},
-                 {100, 1000.0, 1000.002, true},
-                 {100, 1000.0, std::nullopt, true},
-                 {100, std::nullopt, std::nullopt, false}};
-    for (const auto &c : cases) {
-        FileRecord r = file(QStringLiteral("/r/b.txt"), 100, c.from);
+    using Date = std::optional<double>;
+    const std::tuple<qint64, Date, Date, bool> cases[] = {
+        {101, 1000.0, 1000.0, true}, {100, 1000.0, 1000.002, true}, {100, 1000.0, {}, true}, {100, {}, {}, false}};
+    for (const auto &[size, from, to, changed] : cases) {
+        FileRecord r = file(u"/r/b.txt"_s, 100, from);
         upsert({r});
         const qint64 id = idOf(r.path);
         giveDerivedData(id);
-        r.size = c.size;
-        r.modified = c.to;
+        r.size = size;
+        r.modified = to;
         upsert({r}, 2.0);
-        const SQLRow stored = row(id);
-        EXPECT_EQ(stored.string(QStringLiteral("sha256")).has_value(), !c.changed);
-        EXPECT_EQ(stored.value(QStringLiteral("feature_print")).isNull(), c.changed);
-        EXPECT_EQ(stored.string(QStringLiteral("text_excerpt")).has_value(), !c.changed);
-        EXPECT_EQ(stored.integer(QStringLiteral("text_state")), c.changed ? 0 : 1);
-        EXPECT_EQ(passageCount(id), c.changed ? 1 : 2) << "passages shrink to the title row";
+        EXPECT_EQ(columns(r.path, u"sha256 IS NULL, feature_print IS NULL, text_excerpt IS NULL, text_state"_s),
+                  (QList<SQLValue>{changed, changed, changed, changed ? 0 : 1}));
+        EXPECT_EQ(passageCount(id), changed ? 1 : 2) << "passages shrink to the title row";
         files.deletePaths({r.path});
     }
 }
 
-TEST_F(FileRecordsTest, APathTwiceInOneBatchMakesOneRowWithItsLastRecord)
+TEST_F(FileRecordsTest, ABatchKeepsAPathsLastRecordSeesDeletionsSinceItsLookupAndFailsWhole)
 {
-    upsert({file(QStringLiteral("/r/dup"), 1, 1.0), file(QStringLiteral("/r/dup"), 2, 2.0),
-            file(QStringLiteral("/r/dup"), 2, 2.0)});
-    EXPECT_EQ(rowCount(QStringLiteral("files")), 1);
-    EXPECT_EQ(files.recordAt(QStringLiteral("/r/dup"))->size, 2);
-    EXPECT_EQ(rowCount(QStringLiteral("passages")), 1);
-}
+    upsert({file(u"/r/dup"_s, 1, 1.0), file(u"/r/dup"_s, 2, 2.0), file(u"/r/dup"_s, 2, 2.0)});
+    EXPECT_EQ(fileAndPassageRows(), std::pair(1ll, 1ll));
+    EXPECT_EQ(files.recordAt(u"/r/dup"_s)->size, 2);
 
-// A scan looks a batch up, reads content, then upserts it; the upsert looks
-// again, so a file deleted in between comes back.
-TEST_F(FileRecordsTest, UpsertAfterALookupSeesWritesMadeInBetween)
-{
-    const QList<FileRecord> batch{file(QStringLiteral("/r/kept"), 10, 50), file(QStringLiteral("/r/gone"), 10, 50)};
+    // A scan looks a batch up, reads content, then upserts it; the upsert
+    // looks again, so a file deleted in between comes back.
+    const QList<FileRecord> batch{file(u"/r/kept"_s, 10, 50), file(u"/r/gone"_s, 10, 50)};
     upsert(batch);
     ASSERT_EQ(files.unchangedKinds(batch).size(), 2);
-    files.deletePaths({QStringLiteral("/r/gone")});
+    files.deletePaths({u"/r/gone"_s});
     upsert(batch, 2.0);
-    EXPECT_EQ(rowCount(QStringLiteral("files")), 2);
-    EXPECT_EQ(passageCount(idOf(QStringLiteral("/r/gone"))), 1);
-}
+    EXPECT_EQ(fileAndPassageRows(), std::pair(3ll, 3ll));
 
-TEST_F(FileRecordsTest, AFailingBatchLeavesTheLibraryAsItWas)
-{
-    upsert({file(QStringLiteral("/r/kept"), 1, 1.0)});
-    // A trigger makes the third insert of the batch fail.
-    db->execute(QStringLiteral("CREATE TRIGGER refuse BEFORE INSERT ON files WHEN NEW.name = 'bad' "
-                               "BEGIN SELECT RAISE(ABORT, 'refused'); END"));
-    const QList<FileRecord> batch{file(QStringLiteral("/r/x"), 1, 1.0), file(QStringLiteral("/r/kept"), 5, 9.0),
-                                  file(QStringLiteral("/r/bad"), 1, 1.0)};
-    EXPECT_THROW(upsert(batch, 2.0), SQLiteError);
-    EXPECT_EQ(rowCount(QStringLiteral("files")), 1);
-    EXPECT_EQ(rowCount(QStringLiteral("passages")), 1);
-    EXPECT_EQ(files.recordAt(QStringLiteral("/r/kept"))->size, 1);
-    EXPECT_EQ(row(idOf(QStringLiteral("/r/kept"))).real(QStringLiteral("seen_at")), 1.0);
+    // A trigger makes the third insert of a batch fail.
+    db->execute(u"CREATE TRIGGER refuse BEFORE INSERT ON files WHEN NEW.name = 'bad' "
+                "BEGIN SELECT RAISE(ABORT, 'refused'); END"_s);
+    EXPECT_THROW(upsert({file(u"/r/x"_s, 1, 1.0), file(u"/r/kept"_s, 5, 9.0), file(u"/r/bad"_s, 1, 1.0)}, 3.0),
+                 SQLiteError);
+    EXPECT_EQ(fileAndPassageRows(), std::pair(3ll, 3ll));
+    EXPECT_EQ(columns(u"/r/kept"_s, u"size, seen_at"_s), (QList<SQLValue>{10, 2.0}));
 }
 
 TEST(FileRecordsTitle, NameSpacedNameAndTwoParentFolders)
 {
-    const struct
-    {
-        const char *path;
-        const char *title;
-    } cases[] = {
+    const std::pair<const char *, const char *> cases[] = {
         {"/Users/a/Work/Invoices/ACMEInvoice2024.pdf", "ACMEInvoice2024.pdf ACMEInvoice 2024 Work Invoices"},
         {"/home/a/Notes/myFirstNote.txt", "myFirstNote.txt my First Note a Notes"},
         {"/home/a/Makefile", "Makefile Makefile home a"},
@@ -192,80 +150,60 @@ TEST(FileRecordsTitle, NameSpacedNameAndTwoParentFolders)
         {"/x/IMG2024x.jpg", "IMG2024x.jpg IMG 2024x x"},
         {"/x/y/Ünïcode9é.txt", "Ünïcode9é.txt Ünïcode 9é x y"},
     };
-    for (const auto &c : cases) {
-        FileRecord r;
-        r.path = QString::fromUtf8(c.path);
-        r.name = r.path.section(u'/', -1);
-        EXPECT_EQ(FileRecords::title(r), QString::fromUtf8(c.title)) << c.path;
-    }
+    for (const auto &[path, title] : cases)
+        EXPECT_EQ(FileRecords::title(file(path, 1, 1)), title) << path;
 }
 
-TEST_F(FileRecordsTest, ReconcileRemovesOnlyUnseenRowsOfItsRoot)
+TEST_F(FileRecordsTest, ReconcileAndDeletionsRemoveOnlyTheirRowsAndTakeThePassagesAlong)
 {
-    upsert({file(QStringLiteral("/r1/keep.txt"), 1, 1), file(QStringLiteral("/r1/gone.txt"), 2, 1)}, 100, QStringLiteral("/r1"));
-    upsert({file(QStringLiteral("/r2/other.txt"), 3, 1)}, 100, QStringLiteral("/r2"));
-    const qint64 gone = idOf(QStringLiteral("/r1/gone.txt"));
+    QList<FileRecord> walk{file(u"/home/a/Docs/x.pdf"_s, 1, 1), file(u"/home/a/Docs/sub/y.pdf"_s, 1, 1),
+                           file(u"/home/a/Docs2/z.pdf"_s, 1, 1), file(u"/home/a/w.pdf"_s, 1, 1),
+                           file(u"/home/a/gone.txt"_s, 1, 1)};
+    upsert(walk, 100, u"/home/a"_s);
+    upsert({file(u"/other/v.pdf"_s, 1, 1)}, 100, u"/other"_s);
+    const qint64 gone = idOf(u"/home/a/gone.txt"_s), x = idOf(u"/home/a/Docs/x.pdf"_s);
 
-    // The second walk of /r1 sees only keep.txt.
-    upsert({file(QStringLiteral("/r1/keep.txt"), 1, 1)}, 200, QStringLiteral("/r1"));
-    EXPECT_EQ(files.reconcile(QStringLiteral("/r1"), 200), 1);
-    EXPECT_FALSE(files.recordAt(QStringLiteral("/r1/gone.txt")));
+    // The second walk of /home/a misses gone.txt and sees v.pdf, which so
+    // leaves the reconcile of /other.
+    walk.last() = file(u"/other/v.pdf"_s, 1, 1);
+    upsert(walk, 200, u"/home/a"_s);
+    EXPECT_EQ(files.reconcile(u"/home/a"_s, 200), 1);
+    EXPECT_FALSE(has(u"/home/a/gone.txt"_s));
     EXPECT_EQ(passageCount(gone), 0);
-    EXPECT_TRUE(files.recordAt(QStringLiteral("/r1/keep.txt")));
-    // A file seen through another root has left the first root's reconcile.
-    upsert({file(QStringLiteral("/r2/other.txt"), 3, 1)}, 300, QStringLiteral("/r1"));
-    EXPECT_EQ(files.reconcile(QStringLiteral("/r2"), 1000), 0);
-    EXPECT_TRUE(files.recordAt(QStringLiteral("/r2/other.txt")));
-}
+    EXPECT_EQ(files.reconcile(u"/other"_s, 1000), 0);
 
-TEST_F(FileRecordsTest, DeletionsByPathFolderAndRootTakeThePassagesAlong)
-{
-    upsert({file(QStringLiteral("/home/a/Docs/x.pdf"), 1, 1), file(QStringLiteral("/home/a/Docs/sub/y.pdf"), 1, 1),
-            file(QStringLiteral("/home/a/Docs2/z.pdf"), 1, 1), file(QStringLiteral("/home/a/w.pdf"), 1, 1)},
-           1, QStringLiteral("/home/a"));
-    upsert({file(QStringLiteral("/other/v.pdf"), 1, 1)}, 1, QStringLiteral("/other"));
-    const qint64 x = idOf(QStringLiteral("/home/a/Docs/x.pdf"));
-
-    EXPECT_EQ(files.deleteFolder(QStringLiteral("/home/a/Docs")), 2);
-    EXPECT_FALSE(files.recordAt(QStringLiteral("/home/a/Docs/sub/y.pdf")));
-    EXPECT_TRUE(files.recordAt(QStringLiteral("/home/a/Docs2/z.pdf"))) << "a sibling with a longer name is not inside";
+    EXPECT_EQ(files.deleteFolder(u"/home/a/Docs"_s), 2);
+    EXPECT_TRUE(has(u"/home/a/Docs2/z.pdf"_s)) << "a sibling with a longer name is not inside";
     EXPECT_EQ(passageCount(x), 0);
-
-    files.deletePaths({QStringLiteral("/nowhere"), QStringLiteral("/home/a/w.pdf")});
-    EXPECT_FALSE(files.recordAt(QStringLiteral("/home/a/w.pdf")));
-
-    files.deleteRoot(QStringLiteral("/home/a"));
-    EXPECT_EQ(rowCount(QStringLiteral("files")), 1);
-    EXPECT_EQ(rowCount(QStringLiteral("passages")), 1);
+    files.deletePaths({u"/nowhere"_s, u"/home/a/w.pdf"_s});
+    EXPECT_FALSE(has(u"/home/a/w.pdf"_s));
+    upsert({file(u"/other/u.pdf"_s, 1, 1)}, 300, u"/other"_s);
+    files.deleteRoot(u"/home/a"_s);
+    EXPECT_EQ(fileAndPassageRows(), std::pair(1ll, 1ll)) << "v.pdf went with the root that saw it last, u.pdf stays";
 }
 
 TEST_F(FileRecordsTest, ListSortsPagesAndCountsUnderTheFilter)
 {
-    FileRecord c = file(QStringLiteral("/r/c.zip"), 100, 20, FileKind::archive);
+    FileRecord c = file(u"/r/c.zip"_s, 100, 20, FileKind::archive);
     c.added = 40; // downloaded recently, modified long ago
-    upsert({file(QStringLiteral("/r/b.png"), 300, 10, FileKind::image), file(QStringLiteral("/r/A.pdf"), 200, 30), c,
-            file(QStringLiteral("/r/d.txt"), 50, 0)});
+    upsert({file(u"/r/b.png"_s, 300, 10, FileKind::image), file(u"/r/A.pdf"_s, 200, 30), c, file(u"/r/d.txt"_s, 50, 0)});
 
-    const struct
-    {
-        FileSort sort;
-        int limit, offset;
-        QStringList names;
-    } cases[] = {
+    const std::tuple<FileSort, int, int, QStringList> cases[] = {
         {FileSort::recent, 10, 0, {"c.zip", "A.pdf", "b.png", "d.txt"}},
         {FileSort::name, 10, 0, {"A.pdf", "b.png", "c.zip", "d.txt"}},
         {FileSort::size, 2, 1, {"A.pdf", "c.zip"}},
         {FileSort::kind, 10, 0, {"c.zip", "A.pdf", "d.txt", "b.png"}},
     };
-    for (const auto &c : cases)
-        EXPECT_EQ(names(files.list(FileFilter(), c.sort, c.limit, c.offset)), c.names) << fileSortRawValue(c.sort).toStdString();
-
-    FileFilter documents;
-    documents.kinds = {FileKind::document};
-    EXPECT_EQ(files.count(documents).count, 2);
-    EXPECT_EQ(files.count(documents).bytes, 250);
-    FileFilter none;
-    none.minSize = 10000;
-    EXPECT_EQ(files.count(none).count, 0);
-    EXPECT_EQ(files.count(none).bytes, 0);
+    for (const auto &[sort, limit, offset, expected] : cases) {
+        QStringList names;
+        for (const FileRecord &r : files.list(FileFilter(), sort, limit, offset))
+            names.append(r.name);
+        EXPECT_EQ(names, expected) << qPrintable(fileSortRawValue(sort));
+    }
+    const auto total = [&](const FileFilter &filter) {
+        const FileRecords::Total t = files.count(filter);
+        return std::pair(t.count, t.bytes);
+    };
+    EXPECT_EQ(total({.kinds = {FileKind::document}}), std::pair(2ll, 250ll));
+    EXPECT_EQ(total({.minSize = 10000}), std::pair(0ll, 0ll));
 }

@@ -9,19 +9,21 @@
 
 #include <random>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Gathering = PassageRanking::Gathering;
 using Ranked = QList<std::pair<qint64, double>>; // rowid and score, best first
 
-const QString everyRow = QStringLiteral("1");
+const QString everyRow = u"1"_s;
 // Phrases alone or joined by OR can be gathered either way.
 const QStringList disjunctions{R"("lease")", R"("leas"*)", R"(("lease" OR "invoice"))", R"(("tax return" OR "invoice"))",
                                R"(("tax return" OR "return tax" OR "return"))", R"("счёт")"};
 const QStringList conjunctions{R"("lease" AND "invoice")", R"("tax return" AND "return")", R"("naive" AND "cafe"*)",
                                R"("the" AND "river")"};
 
-class FullTextRankTest : public ::testing::Test
+class FullTextRankTest : public ::testing::Test, protected TestLibrary
 {
 protected:
     void SetUp() override
@@ -34,15 +36,13 @@ protected:
         const QStringList words{"lease", "Leases", "invoice", "tax return", "the", "of", "and", "paper", "garden",
                                 "water", "table", "river", "café", "naïve", "überweisung", "счёт", "tax", "return"};
         const QStringList gaps{". ", ":\n", ", ", " "};
-        const QString insert = QStringLiteral("INSERT INTO passages(rowid, title, body, owner_type, owner_id, ord) "
-                                              "VALUES(?, ?, ?, ?, ?, ?)");
-        (*store->db).transaction([&] {
+        const QString insert = u"INSERT INTO passages(rowid, title, body, owner_type, owner_id, ord) "
+                               "VALUES(?, ?, ?, ?, ?, ?)"_s;
+        db->transaction([&] {
             for (int row = 1; row <= 400; ++row) {
-                QStringList title;
-                if (random() % 5 == 0)
-                    title << QStringLiteral("lease");
+                QString title = random() % 5 == 0 ? u"lease"_s : QString();
                 if (random() % 7 == 0)
-                    title << QStringLiteral("invoice");
+                    title = (title + u" invoice"_s).trimmed();
                 QString body;
                 const int length = random() % 9 == 0 ? int(random() % 12) : 5 + int(random() % 150);
                 for (int i = 0; i < length; ++i) {
@@ -50,20 +50,19 @@ protected:
                     body += words.at(pick < 4 ? pick : 4 + random() % 14);
                     body += gaps.at(std::min<unsigned>(random() % 12, 3));
                 }
-                (*store->db).run(insert, {row, title.join(u' '), body, QStringLiteral("file"), QString::number(row), 0});
+                db->run(insert, {row, title, body, "file", QString::number(row), 0});
             }
             for (int row = 1; row <= 40; ++row)
-                (*store->db).run(insert, {-row, QString(), QStringLiteral("lease invoice tax return"),
-                                         QStringLiteral("meeting"), QStringLiteral("m"), row});
+                db->run(insert, {-row, QString(), "lease invoice tax return", "meeting", "m", row});
         });
     }
 
     Ranked bm25(const QString &match, const QString &filter, int rows)
     {
-        const QString sql = QStringLiteral("SELECT rowid, bm25(passages, 6.0, 1.0) AS score FROM passages WHERE "
-                                           "passages MATCH ? AND rowid > 0 AND %1 ORDER BY score, rowid LIMIT ?");
+        const QString sql = u"SELECT rowid, bm25(passages, 6.0, 1.0) AS score FROM passages WHERE passages MATCH ? "
+                            "AND rowid > 0 AND %1 ORDER BY score, rowid LIMIT ?"_s;
         Ranked out;
-        for (const SQLRow &row : (*store->db).query(sql.arg(filter), {match, rows}))
+        for (const SQLRow &row : db->query(sql.arg(filter), {match, rows}))
             out.append({row.integer(0).value_or(0), row.real(1).value_or(0)});
         return out;
     }
@@ -71,10 +70,9 @@ protected:
     // Row by row under the filter; phrase by phrase only ever with none.
     static void gather(PassageRanking &ranking, const QString &match, const QString &filter, Gathering gathering)
     {
-        const QString rest = gathering == Gathering::rowByRow ? QStringLiteral("AND rowid > 0 AND ") + filter
-                                                              : QStringLiteral("LIMIT 1");
-        const QString sql = QStringLiteral("SELECT passage_rank(passages, 6.0, 1.0) FROM passages WHERE passages MATCH ? ");
-        ranking.gather(sql + rest, {match}, gathering);
+        const QString rest = gathering == Gathering::rowByRow ? u"AND rowid > 0 AND "_s + filter : u"LIMIT 1"_s;
+        ranking.gather(u"SELECT passage_rank(passages, 6.0, 1.0) FROM passages WHERE passages MATCH ? "_s + rest,
+                       {match}, gathering);
     }
 
     // The best rows, and their rowids and scores.
@@ -87,34 +85,32 @@ protected:
         }
         return out;
     }
-
-    std::unique_ptr<TestLibrary> store = std::make_unique<TestLibrary>();
 };
 
 TEST_F(FullTextRankTest, RowsScoresAndSnippetsAreThoseOfBm25AndSnippet)
 {
-    PassageSnippets snippets((*store->db), QString::fromLatin1(PassageIndex::tokenize));
+    PassageSnippets snippets(*db, QString::fromLatin1(PassageIndex::tokenize));
     const SnippetShape shape{QByteArrayLiteral("⟦"), QByteArrayLiteral("⟧"), QByteArrayLiteral("…"), 18};
     // Holding few rows while gathering lets go of the rows that can't make
     // it, and only those.
+    const QString third = u"rowid % 3 != 0"_s;
     const std::tuple<QString, qsizetype, Gathering> ways[] = {
-        {everyRow, 1 << 16, Gathering::rowByRow}, {everyRow, 8, Gathering::rowByRow},
-        {QStringLiteral("rowid % 3 != 0"), 1 << 16, Gathering::rowByRow},
-        {QStringLiteral("rowid % 3 != 0"), 8, Gathering::rowByRow}, {everyRow, 1 << 16, Gathering::phraseByPhrase}};
+        {everyRow, 1 << 16, Gathering::rowByRow}, {everyRow, 8, Gathering::rowByRow}, {third, 8, Gathering::rowByRow},
+        {third, 1 << 16, Gathering::rowByRow}, {everyRow, 1 << 16, Gathering::phraseByPhrase}};
     int marked = 0;
     for (const QString &match : disjunctions + conjunctions) {
         QHash<qint64, std::pair<QString, QString>> texts; // body and snippet() by rowid
-        for (const SQLRow &row : (*store->db).query(QStringLiteral("SELECT rowid, body, snippet(passages, 1, '⟦', '⟧', '…', 18) "
-                                                                  "FROM passages WHERE passages MATCH ? AND rowid > 0"),
-                                                   {match}))
-            texts.insert(row.integer(0).value_or(0), {row.string(1).value_or(QString()), row.string(2).value_or(QString())});
+        const QString sql = u"SELECT rowid, body, snippet(passages, 1, '⟦', '⟧', '…', 18) FROM passages "
+                            "WHERE passages MATCH ? AND rowid > 0"_s;
+        for (const SQLRow &row : db->query(sql, {match}))
+            texts.insert(row.integer(0).value_or(0), {row.string(1).value_or(""), row.string(2).value_or("")});
         for (const auto &[filter, heldAtMost, gathering] : ways) {
             if (gathering == Gathering::phraseByPhrase && !disjunctions.contains(match))
                 continue;
             for (int rows : {1, 3, 12, 60, 1000}) {
                 SCOPED_TRACE(::testing::Message() << qPrintable(match) << " where " << qPrintable(filter) << ", " << rows
                                                   << " rows, " << heldAtMost << " held, gathering " << int(gathering));
-                PassageRanking ranking((*store->db), rows, heldAtMost);
+                PassageRanking ranking(*db, rows, heldAtMost);
                 gather(ranking, match, filter, gathering);
                 EXPECT_TRUE(ranking.complete());
                 const auto [passages, scores] = take(ranking, rows);
@@ -126,7 +122,7 @@ TEST_F(FullTextRankTest, RowsScoresAndSnippetsAreThoseOfBm25AndSnippet)
                     EXPECT_EQ(snippets.snippet(text, 1, passage.instances, ranking.phraseSizes(), shape).toStdString(),
                               snippet.toStdString())
                         << passage.rowid;
-                    marked += snippet.contains(QStringLiteral("⟦")) ? 1 : 0;
+                    marked += snippet.contains(u"⟦"_s) ? 1 : 0;
                 }
             }
         }
@@ -138,8 +134,8 @@ TEST_F(FullTextRankTest, GivingUpPhraseByPhraseThenGatheringRowByRowAfresh)
 {
     // Holding 10 rows at most (twice the rows wanted) allows 320 rows and
     // instances phrase by phrase; "the" alone has more.
-    const QString common = QStringLiteral(R"(("the" OR "of"))");
-    PassageRanking ranking((*store->db), 5, 8);
+    const QString common = uR"(("the" OR "of"))"_s;
+    PassageRanking ranking(*db, 5, 8);
     gather(ranking, common, everyRow, Gathering::phraseByPhrase);
     ASSERT_FALSE(ranking.complete());
     EXPECT_FALSE(ranking.next());
@@ -147,8 +143,7 @@ TEST_F(FullTextRankTest, GivingUpPhraseByPhraseThenGatheringRowByRowAfresh)
     EXPECT_TRUE(ranking.complete());
     EXPECT_EQ(take(ranking, 5).second, bm25(common, everyRow, 5));
     // Outside a ranking, the function fails rather than rank.
-    EXPECT_THROW((*store->db).query(QStringLiteral("SELECT passage_rank(passages) FROM passages WHERE passages MATCH 'lease'")),
-                 SQLiteError);
+    EXPECT_THROW(db->query(u"SELECT passage_rank(passages) FROM passages WHERE passages MATCH 'lease'"_s), SQLiteError);
 }
 
 } // namespace
