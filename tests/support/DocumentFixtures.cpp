@@ -14,16 +14,15 @@
 
 #include <zip.h>
 
-#include <cstring>
+using namespace Qt::StringLiterals;
 
 namespace DocumentFixtures {
 
 FileRecord recordOf(const QString &path, FileKind kind)
 {
     const QFileInfo info(path);
-    std::optional<double> modified;
-    if (info.exists())
-        modified = info.lastModified().toMSecsSinceEpoch() / 1000.0;
+    const auto modified = info.exists() ? std::optional(info.lastModified().toMSecsSinceEpoch() / 1000.0)
+                                        : std::nullopt;
     return RecordFixtures::file(path, info.size(), modified, kind);
 }
 
@@ -31,10 +30,8 @@ QStringList makeFiles(const QString &folder, int count, const std::function<QStr
                       const std::function<void(const QString &, int)> &write)
 {
     QStringList paths;
-    for (int i = 0; i < count; ++i) {
-        paths << QDir(folder).filePath(nameOf(i));
-        write(paths.last(), i);
-    }
+    for (int i = 0; i < count; ++i)
+        write(paths.emplace_back(QDir(folder).filePath(nameOf(i))), i);
     return paths;
 }
 
@@ -42,25 +39,24 @@ namespace {
 
 QFont fixtureFont(int pixelSize)
 {
-    QFont font(QStringLiteral("DejaVu Sans"));
+    QFont font(u"DejaVu Sans"_s);
     font.setPixelSize(pixelSize);
     return font;
 }
 
-template<typename DrawPage>
-void writePdf(const QString &path, int pageCount, DrawPage drawPage)
+void writePdf(const QString &path, const QStringList &pages,
+              const std::function<void(QPainter &, const QString &, const QRect &)> &drawPage)
 {
     QDir().mkpath(QFileInfo(path).absolutePath());
     QPdfWriter writer(path);
     writer.setPageSize(QPageSize(QPageSize::A4));
     writer.setResolution(72);
     QPainter painter(&writer);
-    for (int i = 0; i < pageCount; ++i) {
+    for (qsizetype i = 0; i < pages.size(); ++i) {
         if (i > 0)
             writer.newPage();
-        drawPage(painter, i, QRect(QPoint(0, 0), writer.pageLayout().paintRectPixels(72).size()));
+        drawPage(painter, pages.at(i), QRect(QPoint(0, 0), writer.pageLayout().paintRectPixels(72).size()));
     }
-    painter.end();
 }
 
 zip_t *newZip(const QString &path)
@@ -74,19 +70,18 @@ zip_t *newZip(const QString &path)
 
 void writeTextPdf(const QString &path, const QStringList &pages)
 {
-    writePdf(path, int(pages.size()), [&pages](QPainter &painter, int index, const QRect &area) {
+    writePdf(path, pages, [](QPainter &painter, const QString &text, const QRect &area) {
         painter.setFont(fixtureFont(14));
-        painter.drawText(area.adjusted(20, 20, -20, -20), Qt::TextWordWrap, pages.at(index));
+        painter.drawText(area.adjusted(20, 20, -20, -20), Qt::TextWordWrap, text);
     });
 }
 
 void writeScannedPdf(const QString &path, const QStringList &pages)
 {
-    writePdf(path, int(pages.size()), [&pages](QPainter &painter, int index, const QRect &area) {
-        const QImage scan = textImage(pages.at(index).split(u'\n'), QSize(1600, 900), 44);
-        painter.drawImage(QRect(area.left() + 20, area.top() + 20, area.width() - 40,
-                                (area.width() - 40) * scan.height() / scan.width()),
-                          scan);
+    writePdf(path, pages, [](QPainter &painter, const QString &text, const QRect &area) {
+        const QImage scan = textImage(text.split(u'\n'), QSize(1600, 900), 44);
+        const int width = area.width() - 40;
+        painter.drawImage(QRect(area.left() + 20, area.top() + 20, width, width * scan.height() / scan.width()), scan);
     });
 }
 
@@ -103,18 +98,15 @@ void writeEncryptedPdf(const QString &path)
         "<< /Filter /Standard /V 1 /R 2 /O <" + key32 + "> /U <" + key32 + "> /P -44 >>",
     };
     QByteArray pdf = "%PDF-1.4\n";
-    QList<qsizetype> offsets;
+    QByteArray xref = "xref\n0 " + QByteArray::number(objects.size() + 1) + "\n0000000000 65535 f \n";
     for (qsizetype i = 0; i < objects.size(); ++i) {
-        offsets << pdf.size();
+        xref += QByteArray::number(pdf.size()).rightJustified(10, '0') + " 00000 n \n";
         pdf += QByteArray::number(i + 1) + " 0 obj\n" + objects.at(i) + "\nendobj\n";
     }
-    const qsizetype xref = pdf.size();
-    pdf += "xref\n0 " + QByteArray::number(objects.size() + 1) + "\n0000000000 65535 f \n";
-    for (const qsizetype offset : offsets)
-        pdf += QByteArray::number(offset).rightJustified(10, '0') + " 00000 n \n";
     const QByteArray id = QByteArray(16, '\x11').toHex();
-    pdf += "trailer\n<< /Size " + QByteArray::number(objects.size() + 1) + " /Root 1 0 R /Encrypt 5 0 R /ID [<" + id
-        + "> <" + id + ">] >>\nstartxref\n" + QByteArray::number(xref) + "\n%%EOF\n";
+    const QByteArray start = QByteArray::number(pdf.size());
+    pdf += xref + "trailer\n<< /Size " + QByteArray::number(objects.size() + 1) + " /Root 1 0 R /Encrypt 5 0 R"
+        + " /ID [<" + id + "> <" + id + ">] >>\nstartxref\n" + start + "\n%%EOF\n";
     TestEnvironment::writeFile(path, pdf);
 }
 
@@ -123,13 +115,9 @@ QImage textImage(const QStringList &lines, QSize size, int pixelSize)
     QImage image(size, QImage::Format_RGB32);
     image.fill(Qt::white);
     QPainter painter(&image);
-    painter.setPen(Qt::black);
     painter.setFont(fixtureFont(pixelSize));
-    int y = pixelSize + pixelSize / 2;
-    for (const QString &line : lines) {
-        painter.drawText(pixelSize, y, line);
-        y += pixelSize * 2;
-    }
+    for (qsizetype i = 0; i < lines.size(); ++i)
+        painter.drawText(pixelSize, pixelSize * 3 / 2 + int(i) * pixelSize * 2, lines.at(i));
     painter.end();
     return image;
 }
@@ -140,14 +128,12 @@ void writeImage(const QString &path, const QImage &image, int quality)
     image.save(path, nullptr, quality);
 }
 
-bool writeHeic(const QString &path, const QImage &image)
+bool writeHeic(const QString &path, const QImage &image, int quality)
 {
-    // Through libheif's own encoder program, from a JPEG of the picture.
-    const QString source = path + QStringLiteral(".jpg");
+    const QString source = path + u".jpg"_s;
     writeImage(source, image, 100);
-    const bool written = QProcess::execute(QStringLiteral("heif-enc"), {QStringLiteral("-q"), QStringLiteral("90"),
-                                                                       QStringLiteral("-o"), path, source})
-        == 0;
+    const bool written = QProcess::execute(u"heif-enc"_s, {u"-q"_s, QString::number(quality), u"-p"_s,
+                                                           u"preset=ultrafast"_s, u"-o"_s, path, source}) == 0;
     QFile::remove(source);
     return written && QFileInfo(path).size() > 0;
 }
@@ -157,73 +143,26 @@ void writeZip(const QString &path, const Members &members)
     zip_t *archive = newZip(path);
     if (!archive)
         return;
+    // libzip reads the members' bytes at zip_close, while they still live.
     for (const auto &[name, bytes] : members) {
-        // libzip reads the buffers at zip_close, so each gets a copy it frees.
-        void *copy = std::malloc(size_t(std::max<qsizetype>(bytes.size(), 1)));
-        std::memcpy(copy, bytes.constData(), size_t(bytes.size()));
-        zip_source_t *source = zip_source_buffer(archive, copy, zip_uint64_t(bytes.size()), 1);
+        zip_source_t *source = zip_source_buffer(archive, bytes.constData(), zip_uint64_t(bytes.size()), 0);
         zip_file_add(archive, name.toUtf8().constData(), source, ZIP_FL_ENC_UTF_8);
     }
     zip_close(archive);
 }
 
-namespace {
-
-struct RepeatingSource
-{
-    QByteArray unit;
-    qint64 size = 0;
-    qint64 offset = 0;
-};
-
-zip_int64_t repeatingCallback(void *userdata, void *data, zip_uint64_t length, zip_source_cmd_t command)
-{
-    auto *source = static_cast<RepeatingSource *>(userdata);
-    switch (command) {
-    case ZIP_SOURCE_OPEN:
-        source->offset = 0;
-        return 0;
-    case ZIP_SOURCE_READ: {
-        const qint64 count = std::min<qint64>(qint64(length), source->size - source->offset);
-        auto *out = static_cast<char *>(data);
-        const qint64 unitSize = source->unit.size();
-        for (qint64 done = 0; done < count;) {
-            const qint64 at = (source->offset + done) % unitSize;
-            const qint64 piece = std::min(unitSize - at, count - done);
-            std::memcpy(out + done, source->unit.constData() + at, size_t(piece));
-            done += piece;
-        }
-        source->offset += count;
-        return count;
-    }
-    case ZIP_SOURCE_CLOSE:
-        return 0;
-    case ZIP_SOURCE_STAT: {
-        auto *stat = static_cast<zip_stat_t *>(data);
-        zip_stat_init(stat);
-        stat->size = zip_uint64_t(source->size);
-        stat->valid |= ZIP_STAT_SIZE;
-        return sizeof(zip_stat_t);
-    }
-    case ZIP_SOURCE_FREE:
-        delete source;
-        return 0;
-    case ZIP_SOURCE_SUPPORTS:
-        return zip_source_make_command_bitmap(ZIP_SOURCE_OPEN, ZIP_SOURCE_READ, ZIP_SOURCE_CLOSE, ZIP_SOURCE_STAT,
-                                              ZIP_SOURCE_ERROR, ZIP_SOURCE_FREE, -1);
-    default:
-        return 0;
-    }
-}
-
-} // namespace
-
 void writeZipBomb(const QString &path, const QString &member, const QByteArray &unit, qint64 size)
 {
+    // One block of whole units, listed again and again up to size bytes.
+    QByteArray block = unit.repeated(std::max<qsizetype>(1, 65536 / unit.size()));
+    auto *data = reinterpret_cast<zip_uint8_t *>(block.data());
+    QList<zip_buffer_fragment_t> fragments;
+    for (qint64 at = 0; at < size; at += block.size())
+        fragments.append({data, zip_uint64_t(std::min<qint64>(block.size(), size - at))});
     zip_t *archive = newZip(path);
     if (!archive)
         return;
-    zip_source_t *source = zip_source_function(archive, repeatingCallback, new RepeatingSource{unit, size, 0});
+    zip_source_t *source = zip_source_buffer_fragment(archive, fragments.constData(), fragments.size(), 0);
     zip_file_add(archive, member.toUtf8().constData(), source, ZIP_FL_ENC_UTF_8);
     zip_close(archive);
 }
@@ -232,60 +171,49 @@ void writeDocx(const QString &path, const QStringList &paragraphs)
 {
     QString body;
     for (const QString &paragraph : paragraphs)
-        body += QStringLiteral("<w:p><w:pPr><w:jc w:val=\"left\"/></w:pPr><w:r><w:t>%1</w:t></w:r></w:p>")
-                    .arg(paragraph.toHtmlEscaped());
-    const QString document = QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
-                                            "<w:document xmlns:w=\"http://schemas.openxmlformats.org/"
-                                            "wordprocessingml/2006/main\"><w:body>%1</w:body></w:document>")
-                                 .arg(body);
-    writeZip(path, {{QStringLiteral("[Content_Types].xml"), "<Types/>"},
-                    {QStringLiteral("word/document.xml"), document.toUtf8()},
-                    {QStringLiteral("word/styles.xml"), "<w:styles>Style text that is not content</w:styles>"}});
+        body += uR"(<w:p><w:pPr><w:jc w:val="left"/></w:pPr><w:r><w:t>%1</w:t></w:r></w:p>)"_s.arg(
+            paragraph.toHtmlEscaped());
+    const QString document = uR"(<?xml version="1.0" encoding="UTF-8"?><w:document xmlns:w=")"
+                             uR"(http://schemas.openxmlformats.org/wordprocessingml/2006/main"><w:body>%1</w:body>)"
+                             uR"(</w:document>)"_s.arg(body);
+    writeZip(path, {{u"[Content_Types].xml"_s, "<Types/>"}, {u"word/document.xml"_s, document.toUtf8()},
+                    {u"word/styles.xml"_s, "<w:styles>Style text that is not content</w:styles>"}});
 }
 
 void writeXlsx(const QString &path, const QStringList &sharedStrings)
 {
     QString items;
     for (const QString &text : sharedStrings)
-        items += QStringLiteral("<si><t>%1</t></si>").arg(text.toHtmlEscaped());
-    const QString strings = QStringLiteral("<?xml version=\"1.0\"?><sst count=\"%1\">%2</sst>")
-                                .arg(sharedStrings.size())
-                                .arg(items);
-    writeZip(path, {{QStringLiteral("[Content_Types].xml"), "<Types/>"},
-                    {QStringLiteral("xl/sharedStrings.xml"), strings.toUtf8()},
-                    {QStringLiteral("xl/worksheets/sheet1.xml"), "<worksheet>42</worksheet>"}});
+        items += u"<si><t>%1</t></si>"_s.arg(text.toHtmlEscaped());
+    const QString strings = uR"(<?xml version="1.0"?><sst count="%1">%2</sst>)"_s.arg(sharedStrings.size()).arg(items);
+    writeZip(path, {{u"[Content_Types].xml"_s, "<Types/>"}, {u"xl/sharedStrings.xml"_s, strings.toUtf8()},
+                    {u"xl/worksheets/sheet1.xml"_s, "<worksheet>42</worksheet>"}});
 }
 
 void writePptx(const QString &path, const QStringList &slides)
 {
-    Members members{{QStringLiteral("[Content_Types].xml"), "<Types/>"}};
+    Members members{{u"[Content_Types].xml"_s, "<Types/>"}};
     // Written in reverse name order, so that the container's order differs
     // from the names' order.
     for (qsizetype i = slides.size() - 1; i >= 0; --i) {
-        const QString slide = QStringLiteral("<p:sld><p:txBody><a:p><a:r><a:t>%1</a:t></a:r></a:p></p:txBody></p:sld>")
-                                  .arg(slides.at(i).toHtmlEscaped());
-        members << qMakePair(QStringLiteral("ppt/slides/slide%1.xml").arg(i + 1), slide.toUtf8());
-        members << qMakePair(QStringLiteral("ppt/slides/_rels/slide%1.xml.rels").arg(i + 1),
+        const QString slide = u"<p:sld><p:txBody><a:p><a:r><a:t>%1</a:t></a:r></a:p></p:txBody></p:sld>"_s;
+        members << qMakePair(u"ppt/slides/slide%1.xml"_s.arg(i + 1), slide.arg(slides.at(i).toHtmlEscaped()).toUtf8())
+                << qMakePair(u"ppt/slides/_rels/slide%1.xml.rels"_s.arg(i + 1),
                              QByteArray("<Relationships>not slide text</Relationships>"));
     }
-    members << qMakePair(QStringLiteral("ppt/slideLayouts/slideLayout1.xml"), QByteArray("<a:t>Layout text</a:t>"));
+    members << qMakePair(u"ppt/slideLayouts/slideLayout1.xml"_s, QByteArray("<a:t>Layout text</a:t>"));
     writeZip(path, members);
 }
 
 void writeOdt(const QString &path, const QList<QStringList> &paragraphs)
 {
     QString body;
-    for (const QStringList &pieces : paragraphs) {
-        QStringList escaped;
-        for (const QString &piece : pieces)
-            escaped << piece.toHtmlEscaped();
-        body += QStringLiteral("<text:p text:style-name=\"P1\">%1</text:p>").arg(escaped.join(QStringLiteral("<text:tab/>")));
-    }
-    const QString content = QStringLiteral("<?xml version=\"1.0\"?><office:document-content><office:body>"
-                                           "<office:text>%1</office:text></office:body></office:document-content>")
-                                .arg(body);
-    writeZip(path, {{QStringLiteral("mimetype"), "application/vnd.oasis.opendocument.text"},
-                    {QStringLiteral("content.xml"), content.toUtf8()}});
+    for (const QStringList &pieces : paragraphs)
+        body += uR"(<text:p text:style-name="P1">%1</text:p>)"_s.arg(
+            pieces.join(u'\t').toHtmlEscaped().replace(u'\t', u"<text:tab/>"_s));
+    const QString content = uR"(<?xml version="1.0"?><office:document-content><office:body>)"
+                            uR"(<office:text>%1</office:text></office:body></office:document-content>)"_s.arg(body);
+    writeZip(path, {{u"mimetype"_s, "application/vnd.oasis.opendocument.text"}, {u"content.xml"_s, content.toUtf8()}});
 }
 
 } // namespace DocumentFixtures

@@ -5,46 +5,38 @@
 
 #include "store/FileRecord.h"
 
-#include <QByteArray>
 #include <QImage>
-#include <QList>
 #include <QPair>
-#include <QString>
 #include <QStringList>
 
 #include <functional>
 
 namespace DocumentFixtures {
 
-// The record of a file on disk, as the scanner would give it: name,
-// lowercased extension, size, modification date and the given kind.
+// The record of a file on disk as the scanner would give it, of the given kind.
 FileRecord recordOf(const QString &path, FileKind kind = FileKind::document);
 
-// Makes count files in folder, named by nameOf(i) and written by write(path, i);
-// returns their paths in order.
+// Makes count files in folder named nameOf(i), written by write(path, i); their paths.
 QStringList makeFiles(const QString &folder, int count, const std::function<QString(int)> &nameOf,
                       const std::function<void(const QString &, int)> &write);
 
-// A PDF whose pages carry the given texts as real text (a text layer).
+// PDFs whose pages carry the texts as a text layer, or as pictures only; and
+// a one-page PDF encrypted with a password nobody knows.
 void writeTextPdf(const QString &path, const QStringList &pages);
-// A PDF whose pages are pictures of the given texts, with no text layer.
 void writeScannedPdf(const QString &path, const QStringList &pages);
-// A one-page PDF encrypted with a password nobody knows.
 void writeEncryptedPdf(const QString &path);
 
-// Black lines of text on white, in a large sans-serif face, like a
-// screenshot of a document.
+// Black lines of text on white in a large sans-serif face, like a screenshot.
 QImage textImage(const QStringList &lines, QSize size = QSize(1200, 400), int pixelSize = 40);
 // Saves an image in the format of the path's extension.
 void writeImage(const QString &path, const QImage &image, int quality = -1);
 // Encodes an image as HEIC with heif-enc. False when no HEVC encoder is there.
-bool writeHeic(const QString &path, const QImage &image);
+bool writeHeic(const QString &path, const QImage &image, int quality = 90);
 
 // A zip file with the given members, in the given order.
 using Members = QList<QPair<QString, QByteArray>>;
 void writeZip(const QString &path, const Members &members);
-// A zip file whose one member inflates to size bytes of repeated unit,
-// written without ever holding the member in memory.
+// A zip file whose one member inflates to size bytes of unit repeated, never held whole.
 void writeZipBomb(const QString &path, const QString &member, const QByteArray &unit, qint64 size);
 
 void writeDocx(const QString &path, const QStringList &paragraphs);

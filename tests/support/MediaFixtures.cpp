@@ -3,23 +3,19 @@
 #include "support/DocumentFixtures.h"
 
 #include <QDir>
-#include <QFileInfo>
-#include <QImage>
 #include <QImageWriter>
 #include <QProcess>
+
+using namespace Qt::StringLiterals;
 
 namespace MediaFixtures {
 
 namespace {
 
-bool runTool(const QString &program, const QStringList &arguments)
+bool run(const QString &program, const QStringList &arguments, const QString &path)
 {
-    QProcess process;
-    process.start(program, arguments);
-    if (!process.waitForStarted(5000))
-        return false;
-    process.waitForFinished(60000);
-    return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    return QProcess::execute(program, arguments) == 0;
 }
 
 } // namespace
@@ -27,45 +23,37 @@ bool runTool(const QString &program, const QStringList &arguments)
 bool writeImage(const QString &path, int width, int height, QImageIOHandler::Transformations transformation)
 {
     QDir().mkpath(QFileInfo(path).absolutePath());
-    QImage image(width, height, QImage::Format_RGB32);
-    image.fill(QColor(40, 120, 200));
     QImageWriter writer(path);
     writer.setTransformation(transformation);
-    return writer.write(image);
+    return writer.write(DocumentFixtures::textImage({}, QSize(width, height)));
 }
 
 bool writeHeic(const QString &path, int width, int height)
 {
-    QImage image(width, height, QImage::Format_RGB32);
-    image.fill(QColor(90, 90, 90));
-    return DocumentFixtures::writeHeic(path, image);
+    return DocumentFixtures::writeHeic(path, DocumentFixtures::textImage({}, QSize(width, height)));
 }
 
 bool writePdf(const QString &path, int pages)
 {
     QStringList texts;
-    for (int page = 0; page < pages; ++page)
-        texts << QStringLiteral("Page %1 of the lease").arg(page + 1);
+    for (int page = 1; page <= pages; ++page)
+        texts << u"Page %1 of the lease"_s.arg(page);
     DocumentFixtures::writeTextPdf(path, texts);
     return QFileInfo(path).size() > 0;
 }
 
 bool writeTone(const QString &path, double seconds)
 {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    return runTool(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("8000"), path,
-                                           QStringLiteral("synth"), QString::number(seconds), QStringLiteral("sine"),
-                                           QStringLiteral("440")});
+    return run(u"sox"_s, {u"-n"_s, u"-r"_s, u"8000"_s, path, u"synth"_s, QString::number(seconds), u"sine"_s, u"440"_s},
+               path);
 }
 
 bool writeVideo(const QString &path, int width, int height, double seconds)
 {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    return runTool(QStringLiteral("ffmpeg"),
-                   {QStringLiteral("-loglevel"), QStringLiteral("quiet"), QStringLiteral("-y"), QStringLiteral("-f"),
-                    QStringLiteral("lavfi"), QStringLiteral("-i"),
-                    QStringLiteral("testsrc=size=%1x%2:rate=10").arg(width).arg(height), QStringLiteral("-t"),
-                    QString::number(seconds), QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"), path});
+    return run(u"ffmpeg"_s, {u"-loglevel"_s, u"quiet"_s, u"-y"_s, u"-f"_s, u"lavfi"_s, u"-i"_s,
+                             u"testsrc=size=%1x%2:rate=10"_s.arg(width).arg(height), u"-t"_s, QString::number(seconds),
+                             u"-pix_fmt"_s, u"yuv420p"_s, path},
+               path);
 }
 
 } // namespace MediaFixtures
