@@ -6,61 +6,45 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
-
 TEST(Format, ByteCountsInDecimalFileStyle)
 {
     const QLocale english(QLocale::English, QLocale::UnitedStates);
-    const struct
-    {
-        qint64 bytes;
-        const char *text;
-    } cases[] = {
-        {0, "Zero KB"},        {1, "1 byte"},          {999, "999 bytes"},      {1000, "1 KB"},
-        {1499, "1 KB"},        {999499, "999 KB"},     {1000000, "1 MB"},       {1250000, "1.3 MB"},
-        {123456789, "123.5 MB"}, {1000000000, "1 GB"}, {3456789012, "3.46 GB"}, {2000000000000, "2 TB"},
+    const std::pair<qint64, QString> cases[] = {
+        {0, "Zero KB"}, {1, "1 byte"}, {999, "999 bytes"}, {1000, "1 KB"}, {1499, "1 KB"}, {999499, "999 KB"},
+        {1000000, "1 MB"}, {1250000, "1.3 MB"}, {123456789, "123.5 MB"}, {1000000000, "1 GB"}, {3456789012, "3.46 GB"},
+        {2000000000000, "2 TB"},
     };
-    for (const auto &c : cases)
-        EXPECT_EQ(Format::byteCount(c.bytes, english), QString::fromUtf8(c.text)) << c.bytes;
-    EXPECT_EQ(Format::byteCount(1250000, QLocale(QLocale::German, QLocale::Germany)), QStringLiteral("1,3 MB"));
+    for (const auto &[bytes, text] : cases)
+        EXPECT_EQ(Format::byteCount(bytes, english), text) << bytes;
+    EXPECT_EQ(Format::byteCount(1250000, QLocale(QLocale::German, QLocale::Germany)), "1,3 MB");
 }
 
-// Sizes typed on the command line and in search requests. Decimal fractions
-// are counted exactly: in binary floating point 8.11k is 8,109.99... bytes
-// and 4.1m is 4,099,999.99..., which a truncating reader gets wrong, and
-// large byte counts lose their last digits.
+// Decimal fractions count exactly: in binary floating point 8.11k is
+// 8,109.99... bytes, and large byte counts lose their last digits.
 TEST(ByteSize, ReadsBytesAndDecimalUnitsExactly)
 {
-    const struct
-    {
-        const char *text;
-        std::optional<qint64> bytes;
-    } cases[] = {
-        {"0", 0},           {"512", 512},           {"10k", 10'000},        {"10K", 10'000},
-        {"1.5m", 1'500'000}, {"2g", 2'000'000'000}, {"1t", 1'000'000'000'000}, {"3mb", 3'000'000},
-        {" 2.5 GB ", 2'500'000'000}, {"700 bytes", 700}, {"1 byte", 1}, {"7b", 7},
-        {"8.11k", 8'110},   {"4.1m", 4'100'000},    {"1.5", 1},
-        {"1.0000005k", 1'000}, {"9007199254740993", 9'007'199'254'740'993},
-        {"9223372036854775807", std::numeric_limits<qint64>::max()},
-        {"9223372036854775808", std::nullopt}, {"10000000t", std::nullopt},
-        {"", std::nullopt}, {"-5", std::nullopt}, {"ten", std::nullopt}, {"5x", std::nullopt},
-        {"1.", std::nullopt}, {".5", std::nullopt}, {"1,5m", std::nullopt}, {"1e3", std::nullopt},
+    const std::pair<const char *, std::optional<qint64>> cases[] = {
+        {"0", 0}, {"512", 512}, {"10k", 10'000}, {"10K", 10'000}, {"1.5m", 1'500'000}, {"2g", 2'000'000'000},
+        {"1t", 1'000'000'000'000}, {"3mb", 3'000'000}, {" 2.5 GB ", 2'500'000'000}, {"700 bytes", 700}, {"1 byte", 1},
+        {"7b", 7}, {"8.11k", 8'110}, {"4.1m", 4'100'000}, {"1.5", 1}, {"1.0000005k", 1'000},
+        {"9007199254740993", 9'007'199'254'740'993}, {"9223372036854775807", 9'223'372'036'854'775'807},
+        {"9223372036854775808", std::nullopt}, {"10000000t", std::nullopt}, {"", std::nullopt}, {"-5", std::nullopt},
+        {"ten", std::nullopt}, {"5x", std::nullopt}, {"1.", std::nullopt}, {".5", std::nullopt}, {"1,5m", std::nullopt},
+        {"1e3", std::nullopt},
     };
-    for (const auto &c : cases)
-        EXPECT_EQ(ByteSize::parse(QString::fromUtf8(c.text)), c.bytes) << c.text;
+    for (const auto &[text, bytes] : cases)
+        EXPECT_EQ(ByteSize::parse(QString(text)), bytes) << text;
 }
 
 TEST(IndexingStatus, StatusTextsAndQuietRepeats)
 {
     IndexingStatus status;
-    EXPECT_EQ(status.statusText(), QStringLiteral("Getting ready"));
+    EXPECT_EQ(status.statusText(), "Getting ready");
     QSignalSpy spy(&status, &IndexingStatus::phaseChanged);
-    status.setPhase(IndexingPhase::scanning(QStringLiteral("Documents"), 12345));
-    status.setPhase(IndexingPhase::scanning(QStringLiteral("Documents"), 12345));
+    for (int i = 0; i < 2; ++i)
+        status.setPhase(IndexingPhase::scanning("Documents", 12345));
     EXPECT_EQ(spy.count(), 1);
-    EXPECT_EQ(status.statusText(), QStringLiteral("Scanning Documents · 12,345 items"));
+    EXPECT_EQ(status.statusText(), "Scanning Documents · 12,345 items");
     status.setPhase(IndexingPhase::reading(7));
-    EXPECT_EQ(status.statusText(), QStringLiteral("Reading contents · 7 left"));
-    status.setPhase(IndexingPhase::ready());
-    EXPECT_EQ(status.statusText(), QStringLiteral("Up to date"));
+    EXPECT_EQ(status.statusText(), "Reading contents · 7 left");
 }

@@ -17,18 +17,10 @@ namespace {
 class SettingsTest : public ::testing::Test
 {
 protected:
-    QString path() const { return m_dir.path() + QStringLiteral("/Larder/settings.json"); }
-
-    void writeJson(const QJsonObject &object) { TestEnvironment::writeFile(path(), QJsonDocument(object).toJson()); }
-
-    QJsonObject readJson() const
-    {
-        QFile file(path());
-        file.open(QIODevice::ReadOnly);
-        return QJsonDocument::fromJson(file.readAll()).object();
-    }
+    void writeJson(const QJsonObject &object) { TestEnvironment::writeFile(m_path, QJsonDocument(object).toJson()); }
 
     QTemporaryDir m_dir;
+    const QString m_path = m_dir.path() + "/Larder/settings.json";
 };
 
 // A stored value of the setting's own type wins, even false, an empty list
@@ -36,130 +28,88 @@ protected:
 // default. Settings are read by their property names, which are the keys.
 TEST_F(SettingsTest, StoredValuesCountOnlyWithTheirOwnType)
 {
-    const struct
-    {
-        const char *key;
-        QJsonValue stored; // undefined: absent
-        QVariant expected;
-    } cases[] = {
-        {"aiSearchEnabled", QJsonValue::Undefined, true},
-        {"aiSearchEnabled", false, false},
-        {"aiSearchEnabled", QStringLiteral("no"), true},
-        {"thumbnailSize", QJsonValue::Undefined, 128.0},
-        {"thumbnailSize", 200, 200.0},
-        {"thumbnailSize", QStringLiteral("big"), 128.0},
+    // The key, its stored value (undefined: absent) and the setting read.
+    const std::tuple<const char *, QJsonValue, QVariant> cases[] = {
+        {"aiSearchEnabled", false, false}, {"aiSearchEnabled", "no", true},
+        {"thumbnailSize", QJsonValue::Undefined, 128.0}, {"thumbnailSize", 200, 200.0}, {"thumbnailSize", "big", 128.0},
+        {"indexedFolders", QJsonArray(), QStringList()}, {"pinnedFolders", QJsonArray{"/a", 3}, QStringList()},
+        {"indexedFolders", "/just/one", Paths::defaultIndexedFolders()}, {"fastModel", 7, "claude-haiku-5-5"},
+        {"pinnedFolders", QJsonArray{"/only"}, QStringList{"/only"}}, {"aiSearchEnabled", QJsonValue::Undefined, true},
         {"indexedFolders", QJsonValue::Undefined, Paths::defaultIndexedFolders()},
-        {"indexedFolders", QJsonArray(), QStringList()},
-        {"indexedFolders", QStringLiteral("/just/one"), Paths::defaultIndexedFolders()},
-        {"pinnedFolders", QJsonArray{QStringLiteral("/only")}, QStringList{QStringLiteral("/only")}},
-        {"pinnedFolders", QJsonArray{QStringLiteral("/a"), 3}, QStringList()},
-        {"fastModel", QJsonValue::Undefined, QStringLiteral("claude-haiku-5-5")},
-        {"fastModel", 7, QStringLiteral("claude-haiku-5-5")},
-        {"smartModel", QJsonValue::Undefined, QStringLiteral("claude-opus-5")},
-        {"viewMode", QJsonValue::Undefined, QStringLiteral("grid")},
-        {"onboardingComplete", QJsonValue::Undefined, false},
     };
-    for (const auto &c : cases) {
-        QFile::remove(path());
-        if (!c.stored.isUndefined())
-            writeJson({{QString::fromLatin1(c.key), c.stored}});
-        Defaults defaults(path());
-        AppSettings settings(defaults);
-        EXPECT_EQ(settings.property(c.key), c.expected) << c.key << " stored as " << c.stored.type();
+    for (const auto &[key, stored, expected] : cases) {
+        QFile::remove(m_path);
+        if (!stored.isUndefined())
+            writeJson({{key, stored}});
+        Defaults defaults(m_path);
+        EXPECT_EQ(AppSettings(defaults).property(key), expected) << key << " stored as " << stored.type();
     }
-    EXPECT_FALSE(QFile::exists(path())) << "reading writes nothing";
+    EXPECT_FALSE(QFile::exists(m_path)) << "reading writes nothing, and the last key was absent";
 }
 
 // Every set writes through with its type, another process's keys survive,
 // a file that isn't JSON is replaced, and only a change notifies.
 TEST_F(SettingsTest, ChangesWriteThroughWithTheirTypes)
 {
-    TestEnvironment::writeFile(path(), "{ this is not json");
+    TestEnvironment::writeFile(m_path, "{ this is not json");
     {
-        Defaults defaults(path());
+        Defaults defaults(m_path);
         AppSettings settings(defaults);
-        EXPECT_TRUE(settings.aiRerankEnabled());
         QSignalSpy spy(&settings, &AppSettings::viewModeChanged);
-        settings.setViewMode(QStringLiteral("grid"));
-        EXPECT_EQ(spy.count(), 0);
-        writeJson({{QStringLiteral("fastModel"), QStringLiteral("from-elsewhere")}});
-        settings.setViewMode(QStringLiteral("list"));
-        EXPECT_EQ(spy.count(), 1);
-        settings.setPinnedFolders({QStringLiteral("/p")});
+        settings.setViewMode("grid");
+        writeJson({{"fastModel", "from-elsewhere"}});
+        settings.setViewMode("list");
+        EXPECT_EQ(spy.count(), 1) << "setting the value it holds notifies nothing";
+        settings.setPinnedFolders({"/p"});
         settings.setAiRerankEnabled(false);
         settings.setThumbnailSize(96.5);
     }
-    const QJsonObject stored = readJson();
-    EXPECT_EQ(stored.value(QStringLiteral("fastModel")), QStringLiteral("from-elsewhere"));
-    EXPECT_EQ(stored.value(QStringLiteral("pinnedFolders")), QJsonArray{QStringLiteral("/p")});
-    EXPECT_EQ(stored.value(QStringLiteral("aiRerankEnabled")), QJsonValue(false));
-    EXPECT_EQ(stored.value(QStringLiteral("thumbnailSize")), QJsonValue(96.5));
-
-    Defaults defaults(path());
-    AppSettings settings(defaults);
-    EXPECT_EQ(settings.pinnedFolders(), QStringList{QStringLiteral("/p")});
-    EXPECT_FALSE(settings.aiRerankEnabled());
-    EXPECT_EQ(settings.thumbnailSize(), 96.5);
-    EXPECT_EQ(settings.viewMode(), QStringLiteral("list"));
+    QFile file(m_path);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QJsonObject json = QJsonDocument::fromJson(file.readAll()).object();
+    EXPECT_EQ(QJsonArray({json["fastModel"], json["pinnedFolders"], json["aiRerankEnabled"], json["thumbnailSize"],
+                          json["viewMode"]}),
+              QJsonArray({"from-elsewhere", QJsonArray{"/p"}, false, 96.5, "list"}));
 }
 
 // "-Key value" pairs read before the file as strings, up to a "--": after
 // it the words belong to the command.
-TEST_F(SettingsTest, LaunchArgumentsReadBeforeTheFileUpToADoubleDash)
+TEST_F(SettingsTest, LaunchArgumentsAndForcedRootsReadBeforeTheFile)
 {
-    writeJson({{QStringLiteral("LarderDatabase"), QStringLiteral("/from/file")}});
+    writeJson({{"LarderDatabase", "/from/file"}});
     const QStringList arguments{"search", "-LarderDatabase", "/from/args", "--json", "-onboardingComplete", "YES",
                                 "-aiSearchEnabled", "NO", "-h", "--", "-draft", "notes", "-viewMode", "list"};
-    Defaults defaults(path(), arguments);
-    EXPECT_EQ(defaults.string(QStringLiteral("LarderDatabase")), QStringLiteral("/from/args"));
-    EXPECT_FALSE(defaults.contains(QStringLiteral("draft")));
-    EXPECT_FALSE(defaults.contains(QStringLiteral("viewMode")));
+    Defaults defaults(m_path, arguments);
+    EXPECT_EQ(defaults.string("LarderDatabase"), "/from/args");
+    EXPECT_FALSE(defaults.contains("draft") || defaults.contains("viewMode"));
     AppSettings settings(defaults);
-    EXPECT_TRUE(settings.onboardingComplete()) << "a boolean read leniently accepts YES";
-    EXPECT_TRUE(settings.aiSearchEnabled()) << "a string is not a boolean: the default";
+    EXPECT_TRUE(settings.onboardingComplete() && settings.aiSearchEnabled())
+        << "a boolean read leniently accepts YES, but a string is not a boolean";
+    EXPECT_EQ(Defaults::splitArguments(arguments).rest,
+              (QStringList{"search", "--json", "-h", "--", "-draft", "notes", "-viewMode", "list"}));
 
-    const Defaults::SplitArguments split = Defaults::splitArguments(arguments);
-    EXPECT_EQ(split.launch, (QStringList{"-LarderDatabase", "/from/args", "-onboardingComplete", "YES",
-                                         "-aiSearchEnabled", "NO"}));
-    EXPECT_EQ(split.rest, (QStringList{"search", "--json", "-h", "--", "-draft", "notes", "-viewMode", "list"}));
-}
-
-TEST_F(SettingsTest, IndexRootsComeFromTheForcedListOrTheFolders)
-{
-    const QStringList folders{QStringLiteral("/f1"), QStringLiteral("/f2")};
-    const struct
-    {
-        const char *forced; // nullptr: absent
-        QStringList expected;
-    } cases[] = {
-        {nullptr, folders},
-        {"", folders},
-        {"/a::/b", {QStringLiteral("/a"), QStringLiteral("/b")}},
-        {":::", {}},
-        {"/only", {QStringLiteral("/only")}},
+    // A forced list of index roots (nullptr: absent) wins over the folders.
+    const QStringList folders{"/f1", "/f2"};
+    const std::pair<const char *, QStringList> cases[] = {
+        {nullptr, folders}, {"", folders}, {"/a::/b", {"/a", "/b"}}, {":::", {}}, {"/only", {"/only"}},
     };
-    for (const auto &c : cases) {
-        QStringList arguments;
-        if (c.forced)
-            arguments << QStringLiteral("-LarderIndexRoots") << QString::fromUtf8(c.forced);
-        Defaults defaults(path(), arguments);
-        AppSettings settings(defaults);
-        settings.setIndexedFolders(folders);
-        EXPECT_EQ(settings.indexRoots(), c.expected) << (c.forced ? c.forced : "(absent)");
+    for (const auto &[forced, roots] : cases) {
+        Defaults forcing(m_path, forced ? QStringList{"-LarderIndexRoots", forced} : QStringList());
+        AppSettings withRoots(forcing);
+        withRoots.setIndexedFolders(folders);
+        EXPECT_EQ(withRoots.indexRoots(), roots) << (forced ? forced : "(absent)");
     }
 }
 
 TEST(Paths, AUserFolderSetToTheHomeFolderIsLeftOut)
 {
     const QString home = TestEnvironment::home();
-    TestEnvironment::writeFile(home + QStringLiteral("/.config/user-dirs.dirs"),
+    TestEnvironment::writeFile(home + "/.config/user-dirs.dirs",
                                "XDG_DOWNLOAD_DIR=\"$HOME/\"\nXDG_DOCUMENTS_DIR=\"$HOME/Papers\"\n");
     const QStringList folders = Paths::defaultIndexedFolders();
-    EXPECT_TRUE(Paths::userFolder(Paths::UserFolder::Downloads).isEmpty());
-    EXPECT_FALSE(folders.contains(home));
-    EXPECT_TRUE(folders.contains(home + QStringLiteral("/Papers")));
-    EXPECT_EQ(folders.last(), home + QStringLiteral("/Applications"));
-    QFile::remove(home + QStringLiteral("/.config/user-dirs.dirs"));
+    EXPECT_TRUE(Paths::userFolder(Paths::UserFolder::Downloads).isEmpty() && !folders.contains(home));
+    EXPECT_TRUE(folders.contains(home + "/Papers") && folders.last() == home + "/Applications");
+    QFile::remove(home + "/.config/user-dirs.dirs");
 }
 
 } // namespace
