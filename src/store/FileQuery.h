@@ -25,16 +25,16 @@ const QList<FileSort> &allFileSorts();
 
 struct FileFilter
 {
-    QSet<FileKind> kinds; // empty: any kind
-    QSet<QString> extensions; // lower-case, no dot; empty: any
+    QSet<FileKind> kinds{}; // empty: any kind
+    QSet<QString> extensions{}; // lower-case, no dot; empty: any
     DateField dateField = DateField::modified;
-    std::optional<double> dateFrom; // inclusive, seconds since 1970
-    std::optional<double> dateTo; // exclusive
-    std::optional<qint64> minSize; // inclusive, bytes
-    std::optional<qint64> maxSize; // inclusive
-    QSet<QString> sources; // source ids; empty: any
+    std::optional<double> dateFrom{}; // inclusive, seconds since 1970
+    std::optional<double> dateTo{}; // exclusive
+    std::optional<qint64> minSize{}; // inclusive, bytes
+    std::optional<qint64> maxSize{}; // inclusive
+    QSet<QString> sources{}; // source ids; empty: any
     bool screenshotsOnly = false;
-    std::optional<QString> folder; // only files under this absolute folder
+    std::optional<QString> folder{}; // only files under this absolute folder
 
     friend bool operator==(const FileFilter &, const FileFilter &) = default;
 };

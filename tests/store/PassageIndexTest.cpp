@@ -7,9 +7,6 @@
 
 #include <gtest/gtest.h>
 
-// GCC 12 takes members a designated initializer leaves to their defaults for forgotten ones.
-#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
-
 #include <algorithm>
 
 namespace {
