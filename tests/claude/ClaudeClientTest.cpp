@@ -38,12 +38,8 @@ ClaudeClient clientOf(const FakeClaudeServer &server, int maxRetries = 2, std::o
 // The text of the error a call ends with, or nothing.
 std::optional<QString> failureOf(const std::function<void()> &call)
 {
-    try {
-        call();
-        return std::nullopt;
-    } catch (const ClaudeError &error) {
-        return error.description();
-    }
+    try { call(); } catch (const ClaudeError &error) { return error.description(); }
+    return std::nullopt;
 }
 
 } // namespace

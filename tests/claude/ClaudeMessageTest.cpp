@@ -14,20 +14,6 @@ QList<JSONValue> blocks(const QByteArray &json)
 
 } // namespace
 
-TEST(ClaudeMessage, TextAndToolUsesFollowContentOrder)
-{
-    ClaudeMessage message;
-    message.content = blocks(R"([{"type":"text","text":"A"}, {"type":"tool_use","id":"1","name":"find_files"},
-        {"type":"text","text":5}, {"type":"tool_use","id":"2","name":"get_meeting","input":"{bad"},
-        {"type":"tool_use","name":"no_id","input":{}}, {"type":"text","text":"B"},
-        {"type":"tool_use","id":"3","name":"search_library","input":{"q":"x"}}])");
-    EXPECT_EQ(message.text(), u"AB"_s);
-    const QList<ToolUse> expected{{u"1"_s, u"find_files"_s, JSONValue(JSONValue::Object()), true},
-                                  {u"2"_s, u"get_meeting"_s, JSONValue("{bad"), false},
-                                  {u"3"_s, u"search_library"_s, JSONValue::object({{u"q"_s, "x"}}), true}};
-    EXPECT_EQ(message.toolUses(), expected);
-}
-
 TEST(ClaudeMessage, ReplayDropsWhatPrecedesTheLastFallbackExceptText)
 {
     const std::pair<const char *, const char *> cases[] = {

@@ -30,13 +30,21 @@ Folded fold(const QByteArray &stream)
 } // namespace
 
 // Tool input deltas replace the input the block started with, unless they are
-// blank; input that does not parse stays as its text.
+// blank; input that does not parse stays as its text. Whatever cannot be used
+// is skipped.
 TEST(MessageAccumulator, FoldsAStreamIntoTheMessageAPlainCallWouldReturn)
 {
     const Folded folded = fold(R"(event: message_start
 data: {"type":"message_start","message":{"id":"msg_7","model":"m","content":[{"type":"text","text":"ignored"}],"usage":{"input_tokens":12,"output_tokens":1}}}
 
 : a comment line
+data: {not json
+data:
+event: content_block_delta
+data: {"type":7}
+data: {"type":"ping"}
+data: {"type":"content_block_delta","index":12,"delta":{"type":"text_delta","text":"orphan"}}
+data: {"type":"content_block_start","content_block":{"type":"text"}}
 data: {"type":"content_block_start","index":2,"content_block":{"type":"tool_use","id":"tu_1","name":"search_library","input":{}}}
 data: {"type":"content_block_start","index":0,"content_block":{"type":"thinking","thinking":""}}
 data: {"type":"content_block_delta","index":0,"delta":{"type":"thinking_delta","thinking":"Let me "}}
@@ -61,6 +69,9 @@ data: {"type":"content_block_delta","index":7,"delta":{"type":"input_json_delta"
 data: {"type":"content_block_start","index":8,"content_block":{"type":"tool_use","id":"t8","name":"n","input":{}}}
 data: {"type":"content_block_delta","index":8,"delta":{"type":"input_json_delta","partial_json":"[1,"}}
 data: {"type":"content_block_delta","index":8,"delta":{"type":"input_json_delta","partial_json":"2]"}}
+data: {"type":"content_block_start","index":"0","content_block":{"type":"text"}}
+data: {"type":"content_block_start","index":1e19,"content_block":{"type":"text"}}
+data: {"type":"message_delta","delta":{"stop_reason":3}}
 data: {"type":"message_delta","delta":{"stop_reason":"tool_use","stop_details":{"k":1}},"usage":{"output_tokens":42}}
 data: {"type":"message_delta","delta":{"stop_details":null}}
 data: {"type":"message_stop"})");
@@ -82,25 +93,19 @@ data: {"type":"message_stop"})");
                                       StreamUpdate::textDelta(u"Hello"_s), StreamUpdate::textDelta(u" world"_s),
                                       StreamUpdate::thinking(), toolN, toolN, toolN, toolN};
     EXPECT_EQ(folded.updates, updates);
+    // Input that is not an object makes an invalid tool use.
+    QStringList uses;
+    for (const ToolUse &use : message.toolUses())
+        uses << use.id + (use.isValid ? u""_s : u" invalid"_s);
+    EXPECT_EQ(uses, QStringList({u"tu_1"_s, u"t5"_s, u"t6"_s, u"t7 invalid"_s, u"t8 invalid"_s}));
+    EXPECT_EQ(message.text(), u"Hello world"_s);
 }
 
-TEST(MessageAccumulator, SkipsWhatItCannotUse)
+TEST(MessageAccumulator, OutputTokensJoinAUsageThatWasMissing)
 {
-    const Folded folded = fold(R"(data: {not json
-data:
-event: content_block_delta
-data: {"type":7}
-data: {"type":"content_block_delta","index":5,"delta":{"type":"text_delta","text":"orphan"}}
-data: {"type":"content_block_start","content_block":{"type":"text"}}
-data: {"type":"content_block_start","index":"0","content_block":{"type":"text"}}
-data: {"type":"content_block_start","index":1e19,"content_block":{"type":"text"}}
-data: {"type":"message_delta","delta":{"stop_reason":3}}
-data: {"type":"ping"}
-data: {"type":"message_start","message":{"id":"a","usage":"odd"}}
+    const Folded folded = fold(R"(data: {"type":"message_start","message":{"id":"a","usage":"odd"}}
 data: {"type":"message_delta","usage":{"output_tokens":3}})");
-    EXPECT_TRUE(folded.updates.isEmpty() && folded.message.content.isEmpty() && !folded.message.stopReason);
-    EXPECT_EQ(folded.message.id, u"a"_s);
-    EXPECT_EQ(folded.message.usage, JSONValue::parse(R"({"output_tokens":3})")); // joins a usage that was missing
+    EXPECT_EQ(folded.message.usage, JSONValue::parse(R"({"output_tokens":3})"));
 }
 
 TEST(LineSplitter, JoinsLinesAcrossChunksAndDropsCarriageReturns)
