@@ -44,12 +44,15 @@ std::optional<QString> failureOf(const std::function<void()> &call)
 
 } // namespace
 
-// Whole or streamed; every attempt sends the same request with the key and the API's headers.
+// Whole or streamed; every attempt sends the same request, key and API headers.
 TEST(ClaudeClient, RetriesTransientFailuresAndWordsEveryError)
 {
     for (const ClaudeClient::Delivery delivery : {ClaudeClient::Delivery::whole, ClaudeClient::Delivery::streamed}) {
         const bool streamed = delivery == ClaudeClient::Delivery::streamed;
         const FakeReply success = streamed ? FakeReply::streamedMessage({u"Hi"_s}) : FakeReply::message(u"Hi"_s);
+        const auto deliver = [&](const ClaudeClient &client) {
+            return failureOf([&] { streamed ? client.streamMessage(simpleRequest(), [](auto) {}) : client.send(simpleRequest()); });
+        };
         const FakeReply limited = FakeReply::error(429, "rate_limit_error", u"Number of requests exceeded"_s);
         const FakeReply overloaded = FakeReply::error(529, "overloaded_error", u"Overloaded"_s);
         const FakeReply html = FakeReply::text(500, "text/html", "<html><body>Oops</body></html>");
@@ -86,9 +89,7 @@ TEST(ClaudeClient, RetriesTransientFailuresAndWordsEveryError)
             FakeClaudeServer server;
             for (const FakeReply &reply : c.replies)
                 server.enqueue(reply);
-            const ClaudeClient client = clientOf(server, c.retries, c.key);
-            const auto call = [&] { streamed ? client.streamMessage(simpleRequest(), [](auto) {}) : client.send(simpleRequest()); };
-            EXPECT_EQ(failureOf(call), c.error) << c.name << (streamed ? " (streamed)" : "");
+            EXPECT_EQ(deliver(clientOf(server, c.retries, c.key)), c.error) << c.name << (streamed ? " (streamed)" : "");
             EXPECT_EQ(server.requestCount(), c.requests) << c.name;
             for (const RecordedRequest &sent : server.requests()) {
                 const QList<QByteArray> headers{sent.headers.value("x-api-key"), sent.headers.value("anthropic-version"),
@@ -98,6 +99,8 @@ TEST(ClaudeClient, RetriesTransientFailuresAndWordsEveryError)
                 EXPECT_EQ(sent.body, ClaudeClient::requestBody(simpleRequest(), delivery).serialized()) << c.name;
             }
         }
+        const ClaudeClient unreachable = clientOf(FakeClaudeServer(), 1); // its port is closed again
+        EXPECT_EQ(deliver(unreachable), u"Couldn't reach Claude: Could not connect to the server."_s);
     }
 }
 
@@ -175,12 +178,6 @@ TEST(ClaudeClientCancellation, StopsTheWaitAndTheTransferAtOnce)
         EXPECT_LT(elapsed.elapsed(), 2000) << c.name; // far less than the back-off or the rest of the stream
         EXPECT_EQ(server.requestCount(), 1) << c.name;
     }
-}
-
-TEST(ClaudeClientErrors, AnUnreachableHostIsANetworkFailure)
-{
-    const ClaudeClient unreachable = clientOf(FakeClaudeServer(), 1); // its port is closed again
-    EXPECT_EQ(failureOf([&] { unreachable.send(simpleRequest()); }), u"Couldn't reach Claude: Could not connect to the server."_s);
 }
 
 namespace {

@@ -6,25 +6,19 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-struct Folded
-{
-    ClaudeMessage message;
-    QList<StreamUpdate> updates;
-};
-
-// Runs the lines of an event stream through the framing and the fold, as the client does.
-Folded fold(const QByteArray &stream)
+// Runs the lines of an event stream through the framing and the fold, as the
+// client does: the message, and the updates on the way.
+std::pair<ClaudeMessage, QList<StreamUpdate>> fold(const QByteArray &stream)
 {
     MessageAccumulator accumulator;
-    Folded folded;
+    QList<StreamUpdate> updates;
     for (const QByteArray &line : stream.split('\n')) {
         if (const std::optional<JSONValue> event = MessageAccumulator::eventFromLine(line)) {
             if (std::optional<StreamUpdate> update = accumulator.apply(*event))
-                folded.updates.append(*update);
+                updates.append(*update);
         }
     }
-    folded.message = accumulator.finish();
-    return folded;
+    return {accumulator.finish(), updates};
 }
 
 } // namespace
@@ -34,7 +28,7 @@ Folded fold(const QByteArray &stream)
 // is skipped.
 TEST(MessageAccumulator, FoldsAStreamIntoTheMessageAPlainCallWouldReturn)
 {
-    const Folded folded = fold(R"(event: message_start
+    const auto [message, updates] = fold(R"(event: message_start
 data: {"type":"message_start","message":{"id":"msg_7","model":"m","content":[{"type":"text","text":"ignored"}],"usage":{"input_tokens":12,"output_tokens":1}}}
 
 : a comment line
@@ -76,7 +70,6 @@ data: {"type":"message_delta","delta":{"stop_reason":"tool_use","stop_details":{
 data: {"type":"message_delta","delta":{"stop_details":null}}
 data: {"type":"message_stop"})");
 
-    const ClaudeMessage &message = folded.message;
     EXPECT_EQ(message.id + message.model + message.stopReason.value_or(QString()), u"msg_7mtool_use"_s);
     EXPECT_EQ(message.stopDetails, JSONValue::parse(R"({"k":1})"));
     EXPECT_EQ(message.usage, JSONValue::parse(R"({"input_tokens":12,"output_tokens":42})"));
@@ -89,10 +82,10 @@ data: {"type":"message_stop"})");
         {"type":"tool_use","id":"t7","name":"n","input":"{\"query\":\"a"}, {"type":"tool_use","id":"t8","name":"n","input":[1,2]}])")
                                    .arrayItems());
     const StreamUpdate toolN = StreamUpdate::toolUse(u"n"_s);
-    const QList<StreamUpdate> updates{StreamUpdate::toolUse(u"search_library"_s), StreamUpdate::thinking(),
-                                      StreamUpdate::textDelta(u"Hello"_s), StreamUpdate::textDelta(u" world"_s),
-                                      StreamUpdate::thinking(), toolN, toolN, toolN, toolN};
-    EXPECT_EQ(folded.updates, updates);
+    const QList<StreamUpdate> expected{StreamUpdate::toolUse(u"search_library"_s), StreamUpdate::thinking(),
+                                       StreamUpdate::textDelta(u"Hello"_s), StreamUpdate::textDelta(u" world"_s),
+                                       StreamUpdate::thinking(), toolN, toolN, toolN, toolN};
+    EXPECT_EQ(updates, expected);
     // Input that is not an object makes an invalid tool use.
     QStringList uses;
     for (const ToolUse &use : message.toolUses())
@@ -103,9 +96,9 @@ data: {"type":"message_stop"})");
 
 TEST(MessageAccumulator, OutputTokensJoinAUsageThatWasMissing)
 {
-    const Folded folded = fold(R"(data: {"type":"message_start","message":{"id":"a","usage":"odd"}}
-data: {"type":"message_delta","usage":{"output_tokens":3}})");
-    EXPECT_EQ(folded.message.usage, JSONValue::parse(R"({"output_tokens":3})"));
+    const ClaudeMessage message = fold(R"(data: {"type":"message_start","message":{"id":"a","usage":"odd"}}
+data: {"type":"message_delta","usage":{"output_tokens":3}})").first;
+    EXPECT_EQ(message.usage, JSONValue::parse(R"({"output_tokens":3})"));
 }
 
 TEST(LineSplitter, JoinsLinesAcrossChunksAndDropsCarriageReturns)
