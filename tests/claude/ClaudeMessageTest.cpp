@@ -1,113 +1,95 @@
-// Messages as read from the API and requests as written to it, without a server.
+// JSON at its edges, messages as read from the API and requests as written to
+// it, without a server. Ordinary JSON bodies are checked byte for byte here and
+// by the server tests, decoding by the structured answers.
 #include "claude/ClaudeClient.h"
 
 #include <gtest/gtest.h>
 
-namespace {
+#include <cmath>
+#include <limits>
 
-QList<JSONValue> blocks(const QByteArray &json)
-{
-    return JSONValue::parse(json).arrayItems();
-}
-
-} // namespace
-
-TEST(ClaudeMessage, ReadsFieldsLeniently)
-{
-    const ClaudeMessage message = ClaudeMessage::fromJSON(
-        JSONValue::parse(R"({"id":5,"model":"m","content":{"not":"array"},"stop_reason":7,"stop_details":null})"));
-    EXPECT_TRUE(message.id.isEmpty());
-    EXPECT_EQ(message.model, QStringLiteral("m"));
-    EXPECT_TRUE(message.content.isEmpty());
-    EXPECT_FALSE(message.stopReason);
-    EXPECT_EQ(message.stopDetails, JSONValue(nullptr));
-    EXPECT_FALSE(message.usage);
-}
-
-TEST(ClaudeMessage, TextAndToolUsesFollowContentOrder)
-{
-    ClaudeMessage message;
-    message.content = blocks(R"([{"type":"text","text":"A"}, {"type":"tool_use","id":"1","name":"find_files"},
-        {"type":"text","text":5}, {"type":"tool_use","id":"2","name":"get_meeting","input":"{bad"},
-        {"type":"tool_use","name":"no_id","input":{}}, {"type":"text","text":"B"},
-        {"type":"tool_use","id":"3","name":"search_library","input":{"q":"x"}}])");
-    EXPECT_EQ(message.text(), QStringLiteral("AB"));
-    const QList<ToolUse> expected{
-        {QStringLiteral("1"), QStringLiteral("find_files"), JSONValue(JSONValue::Object()), true},
-        {QStringLiteral("2"), QStringLiteral("get_meeting"), JSONValue("{bad"), false},
-        {QStringLiteral("3"), QStringLiteral("search_library"), JSONValue::object({{QStringLiteral("q"), "x"}}), true},
-    };
-    EXPECT_EQ(message.toolUses(), expected);
-}
+using namespace Qt::StringLiterals;
 
 TEST(ClaudeMessage, ReplayDropsWhatPrecedesTheLastFallbackExceptText)
 {
-    const struct
-    {
-        const char *content;
-        const char *replayed;
-    } cases[] = {
+    const std::pair<const char *, const char *> cases[] = {
         {R"([{"type":"thinking","thinking":"t"},{"type":"tool_use","id":"1","name":"a"},{"type":"text","text":"A"},
              {"type":"fallback"},{"type":"text","text":"B"},{"type":"tool_use","id":"2","name":"b"}])",
          R"([{"type":"text","text":"A"},{"type":"text","text":"B"},{"type":"tool_use","id":"2","name":"b"}])"},
         {R"([{"type":"fallback"},{"type":"text","text":"A"},{"type":"fallback"},{"type":"thinking"}])",
          R"([{"type":"text","text":"A"},{"type":"thinking"}])"},
-        {R"([{"type":"thinking"},{"type":"text","text":"A"}])", R"([{"type":"thinking"},{"type":"text","text":"A"}])"},
     };
-    for (const auto &c : cases) {
+    for (const auto &[content, replayed] : cases) {
         ClaudeMessage message;
-        message.content = blocks(c.content);
-        EXPECT_EQ(message.replayContent(), blocks(c.replayed)) << c.content;
+        message.content = JSONValue::parse(content).arrayItems();
+        EXPECT_EQ(message.replayContent(), JSONValue::parse(replayed).arrayItems()) << content;
     }
 }
 
 TEST(ClaudeClient, BuildsTheBodyFromTheRequest)
 {
     MessageRequest request;
-    request.model = QStringLiteral("claude-haiku-5-5");
+    request.model = u"claude-haiku-5-5"_s;
     request.maxTokens = 4000;
-    request.messages = {userMessage(QStringLiteral("hi"))};
-
-    const struct
-    {
-        std::function<void(MessageRequest &)> change;
-        ClaudeClient::Delivery delivery;
-        const char *body;
-    } cases[] = {
+    request.messages = {userMessage(u"hi"_s)};
+    const QByteArray start = R"({"max_tokens":4000,"messages":[{"content":"hi","role":"user"}],)";
+    using enum ClaudeClient::Delivery;
+    const struct { std::function<void(MessageRequest &)> change; ClaudeClient::Delivery delivery; QByteArray body; } cases[] = {
         // Server-side fallback is for the models whose names start so, not for any that mention them.
-        {[](MessageRequest &r) { r.model = QStringLiteral("my-claude-opus-5"); }, ClaudeClient::Delivery::whole,
-         R"({"max_tokens":4000,"messages":[{"content":"hi","role":"user"}],"model":"my-claude-opus-5"})"},
-        {[](MessageRequest &r) { r.system = QString(); }, ClaudeClient::Delivery::streamed,
-         R"({"max_tokens":4000,"messages":[{"content":"hi","role":"user"}],"model":"claude-haiku-5-5","stream":true,"system":""})"},
-        {[](MessageRequest &r) {
-             r.system = QStringLiteral("Be brief.");
+        {[](auto &r) { r.model = u"my-claude-opus-5"_s; }, whole, start + R"("model":"my-claude-opus-5"})"},
+        {[](auto &r) { r.system = QString(); }, streamed, start + R"("model":"claude-haiku-5-5","stream":true,"system":""})"},
+        {[](auto &r) {
+             r.system = u"Be brief."_s;
              r.cacheSystemPrompt = true;
-             r.effort = QStringLiteral("medium");
-             r.tools = {JSONValue::object({{QStringLiteral("name"), "find_files"}})};
+             r.effort = u"medium"_s;
+             r.tools = {JSONValue::object({{u"name"_s, "find_files"}})};
          },
-         ClaudeClient::Delivery::whole,
-         R"({"max_tokens":4000,"messages":[{"content":"hi","role":"user"}],"model":"claude-haiku-5-5","output_config":{"effort":"medium"},)"
-         R"("system":[{"cache_control":{"type":"ephemeral"},"text":"Be brief.","type":"text"}],"tools":[{"name":"find_files"}]})"},
-        {[](MessageRequest &r) {
-             r.model = QStringLiteral("claude-opus-5-1");
-             r.outputSchema = JSONValue::object({{QStringLiteral("type"), "object"}});
-             r.thinkingDisplay = QStringLiteral("summarized");
+         whole,
+         start + R"("model":"claude-haiku-5-5","output_config":{"effort":"medium"},"system":[{"cache_control":)"
+                 R"({"type":"ephemeral"},"text":"Be brief.","type":"text"}],"tools":[{"name":"find_files"}]})"},
+        {[](auto &r) {
+             r.model = u"claude-opus-5-1"_s;
+             r.outputSchema = JSONValue::object({{u"type"_s, "object"}});
+             r.thinkingDisplay = u"summarized"_s;
          },
-         ClaudeClient::Delivery::whole,
-         R"({"fallbacks":"default","max_tokens":4000,"messages":[{"content":"hi","role":"user"}],"model":"claude-opus-5-1",)"
-         R"("output_config":{"format":{"schema":{"type":"object"},"type":"json_schema"}},"thinking":{"display":"summarized","type":"adaptive"}})"},
+         whole,
+         R"({"fallbacks":"default",)" + start.mid(1) + R"("model":"claude-opus-5-1","output_config":{"format":{"schema":)"
+         R"({"type":"object"},"type":"json_schema"}},"thinking":{"display":"summarized","type":"adaptive"}})"},
     };
     for (const auto &c : cases) {
         MessageRequest changed = request;
         c.change(changed);
-        EXPECT_EQ(ClaudeClient::requestBody(changed, c.delivery).serialized(), QByteArray(c.body));
+        EXPECT_EQ(ClaudeClient::requestBody(changed, c.delivery).serialized(), c.body);
     }
 }
 
-TEST(ClaudeClient, BacksOffExponentiallyWithBoundedJitter)
+TEST(JSONValue, ParsesEachLiteralToItsOwnCaseOrRefusesIt)
 {
-    const ClaudeClient client({});
-    EXPECT_DOUBLE_EQ(client.retryDelay(0, 0.0), 1.2);
-    EXPECT_DOUBLE_EQ(client.retryDelay(0, 0.999), 1.2 + 0.999 * 0.4);
-    EXPECT_DOUBLE_EQ(client.retryDelay(1, 1.0), 2.8);
+    EXPECT_EQ(JSONValue::parse(" \n [true,-2.5e3,\"1\",null,{\"a\":1}] "),
+              JSONValue::array({true, -2500, "1", nullptr, JSONValue::object({{u"a"_s, 1.0}})}));
+    EXPECT_FALSE(JSONValue::parse("1").boolValue());
+    EXPECT_FALSE(JSONValue::parse("true").numberValue());
+    EXPECT_TRUE(JSONValue(1) != JSONValue(true) && JSONValue("1") != JSONValue(1) && JSONValue::array({}) != JSONValue::Object());
+    EXPECT_EQ(JSONValue::parse("\"héllo \\u00e9\"").stringValue(), u"héllo é"_s);
+    for (const char *text : {"", "{", "[1,]", "1 2", "1],[2", "{\"a\" 1}", "nul", "\"open", "]["})
+        EXPECT_THROW(JSONValue::parse(text), JSONError) << text;
+}
+
+TEST(JSONValue, WritesIntegralNumbersAsIntegersEscapesAndSortsKeys)
+{
+    // At 2^53 and beyond the double form is written; it has no fraction to show. Null: not expressible in JSON.
+    const std::pair<JSONValue, const char *> cases[] = {
+        {3.5, "3.5"}, {-9007199254740991.0, "-9007199254740991"}, {9007199254740992.0, "9007199254740992"},
+        {1e300, "1e+300"}, {-1.5e-7, "-1.5e-07"}, {0.1, "0.1"}, {-0.0, "0"}, {std::nan(""), nullptr},
+        {std::numeric_limits<double>::infinity(), nullptr}, {"q\"uote\\\n\t\x01/", R"("q\"uote\\\n\t\u0001/")"},
+        {JSONValue::object({{u"é"_s, 1}, {u"B"_s, 2.25}}), R"({"B":2.25,"é":1})"},
+    };
+    for (const auto &[value, expected] : cases) {
+        if (!expected) {
+            EXPECT_THROW(JSONValue::array({1, value}).serialized(), JSONError);
+            continue;
+        }
+        EXPECT_EQ(value.serialized(), QByteArray(expected));
+        EXPECT_EQ(JSONValue::parse(expected), value) << expected;
+    }
 }

@@ -2,44 +2,21 @@
 
 #include <httplib.h>
 
-#include <QStringList>
-
 #include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <thread>
 
-// ---- replies ----
-
-FakeReply FakeReply::json(int status, const QByteArray &body)
-{
-    return text(status, "application/json", body);
-}
-
-FakeReply FakeReply::text(int status, const QByteArray &contentType, const QByteArray &body)
-{
-    FakeReply reply;
-    reply.status = status;
-    reply.contentType = contentType;
-    reply.body = body;
-    return reply;
-}
-
 FakeReply FakeReply::error(int status, const QByteArray &type, const QString &message)
 {
-    const JSONValue body = JSONValue::object({
-        {QStringLiteral("type"), "error"},
-        {QStringLiteral("error"),
-         JSONValue::object({{QStringLiteral("type"), QString::fromUtf8(type)}, {QStringLiteral("message"), message}})},
-    });
-    return json(status, body.serialized());
+    return json(status, R"({"error":{"message":)" + JSONValue(message).serialized() + R"(,"type":")" + type
+                            + R"("},"type":"error"})");
 }
 
 FakeReply FakeReply::events(const QList<QByteArray> &events)
 {
-    FakeReply reply;
-    reply.contentType = "text/event-stream";
+    FakeReply reply{.contentType = "text/event-stream"};
     for (const QByteArray &event : events)
         reply.chunks.append(sseFrame(event));
     return reply;
@@ -47,56 +24,37 @@ FakeReply FakeReply::events(const QList<QByteArray> &events)
 
 FakeReply FakeReply::message(const QString &text, const QByteArray &stopReason)
 {
-    const JSONValue body = JSONValue::object({
-        {QStringLiteral("id"), "msg_1"},
-        {QStringLiteral("type"), "message"},
-        {QStringLiteral("role"), "assistant"},
-        {QStringLiteral("model"), "claude-test"},
-        {QStringLiteral("content"),
-         JSONValue::array({JSONValue::object({{QStringLiteral("type"), "text"}, {QStringLiteral("text"), text}})})},
-        {QStringLiteral("stop_reason"), QString::fromUtf8(stopReason)},
-        {QStringLiteral("usage"), JSONValue::object({{QStringLiteral("input_tokens"), 10}, {QStringLiteral("output_tokens"), 5}})},
-    });
-    return json(200, body.serialized());
+    return json(200, R"({"content":[{"text":)" + JSONValue(text).serialized() + R"(,"type":"text"}],"id":"msg_1",)"
+                         + R"("model":"claude-test","role":"assistant","stop_reason":")" + stopReason + R"(",)"
+                         + R"("type":"message","usage":{"input_tokens":10,"output_tokens":5}})");
 }
 
 FakeReply FakeReply::streamedMessage(const QStringList &pieces, const QByteArray &stopReason)
 {
-    QList<QByteArray> all{messageStart()};
-    all += textBlock(0, pieces);
-    all << messageDelta(stopReason, 5) << messageStop();
-    return events(all);
+    return events(QList<QByteArray>{messageStart()} + textBlock(0, pieces)
+                  + QList<QByteArray>{messageDelta(stopReason, 5), messageStop()});
 }
 
 QByteArray FakeReply::sseFrame(const QByteArray &eventJSON)
 {
-    std::optional<QString> type;
-    try {
-        type = JSONValue::parse(eventJSON)[QStringLiteral("type")].stringValue();
-    } catch (const JSONError &) {
-        // Scripts send broken events on purpose.
-    }
-    return "event: " + type.value_or(QStringLiteral("unknown")).toUtf8() + "\ndata: " + eventJSON + "\n\n";
+    const QString type = JSONValue::parse(eventJSON)[QStringLiteral("type")].stringValue().value_or(QString());
+    return "event: " + type.toUtf8() + "\ndata: " + eventJSON + "\n\n";
 }
 
-QByteArray FakeReply::messageStart(const QByteArray &id, int inputTokens)
+QByteArray FakeReply::messageStart()
 {
-    return R"({"type":"message_start","message":{"id":")" + id
-        + R"(","type":"message","role":"assistant","model":"claude-test","content":[],"stop_reason":null,)"
-        + R"("usage":{"input_tokens":)" + QByteArray::number(inputTokens) + R"(,"output_tokens":1}}})";
+    return R"({"type":"message_start","message":{"id":"msg_1","type":"message","role":"assistant","model":"claude-test",)"
+           R"("content":[],"stop_reason":null,"usage":{"input_tokens":10,"output_tokens":1}}})";
 }
 
 QList<QByteArray> FakeReply::textBlock(int index, const QStringList &pieces)
 {
-    const QByteArray at = QByteArray::number(index);
-    QList<QByteArray> events{R"({"type":"content_block_start","index":)" + at
-                             + R"(,"content_block":{"type":"text","text":""}})"};
-    for (const QString &piece : pieces) {
-        const QByteArray delta = JSONValue::object({{QStringLiteral("type"), "text_delta"}, {QStringLiteral("text"), piece}})
-                                     .serialized();
-        events.append(R"({"type":"content_block_delta","index":)" + at + R"(,"delta":)" + delta + "}");
-    }
-    events.append(R"({"type":"content_block_stop","index":)" + at + "}");
+    const QByteArray at = R"({"index":)" + QByteArray::number(index) + ',';
+    QList<QByteArray> events{at + R"("type":"content_block_start","content_block":{"type":"text","text":""}})"};
+    for (const QString &piece : pieces)
+        events.append(at + R"("type":"content_block_delta","delta":{"type":"text_delta","text":)"
+                      + JSONValue(piece).serialized() + "}}");
+    events.append(at + R"("type":"content_block_stop"})");
     return events;
 }
 
@@ -105,13 +63,6 @@ QByteArray FakeReply::messageDelta(const QByteArray &stopReason, int outputToken
     return R"({"type":"message_delta","delta":{"stop_reason":")" + stopReason + R"(","stop_sequence":null},)"
         + R"("usage":{"output_tokens":)" + QByteArray::number(outputTokens) + "}}";
 }
-
-QByteArray FakeReply::messageStop()
-{
-    return R"({"type":"message_stop"})";
-}
-
-// ---- the server ----
 
 struct FakeClaudeServer::Private
 {
@@ -134,18 +85,15 @@ struct FakeClaudeServer::Private
 
     FakeReply take(const httplib::Request &request)
     {
-        RecordedRequest record;
-        record.method = QByteArray::fromStdString(request.method);
-        record.path = QByteArray::fromStdString(request.target);
+        RecordedRequest record{QByteArray::fromStdString(request.method), QByteArray::fromStdString(request.target), {},
+                               QByteArray::fromStdString(request.body)};
         for (const auto &[name, value] : request.headers)
             record.headers.insert(QByteArray::fromStdString(name).toLower(), QByteArray::fromStdString(value));
-        record.body = QByteArray::fromStdString(request.body);
-
         std::lock_guard lock(mutex);
         recorded.append(record);
         if (script.empty())
             return FakeReply::error(500, "api_error", QStringLiteral("unscripted request"));
-        FakeReply reply = script.front();
+        const FakeReply reply = script.front();
         script.pop_front();
         return reply;
     }
@@ -156,23 +104,21 @@ struct FakeClaudeServer::Private
         if (reply.delayBeforeMs > 0 && !pause(reply.delayBeforeMs))
             return;
         response.status = reply.status;
-        if (reply.chunks.isEmpty()) {
-            response.set_content(reply.body.toStdString(), reply.contentType.toStdString());
-            return;
-        }
+        if (reply.chunks.isEmpty())
+            return response.set_content(reply.body.toStdString(), reply.contentType.toStdString());
         auto next = std::make_shared<qsizetype>(0);
         response.set_chunked_content_provider(
             reply.contentType.toStdString(), [this, reply, next](size_t, httplib::DataSink &sink) {
                 if (*next > 0 && reply.delayBetweenChunksMs > 0 && !pause(reply.delayBetweenChunksMs))
                     return false;
-                if (*next >= reply.chunks.size()) {
-                    if (reply.cutAfterChunks)
-                        return false; // closes the connection with the stream unfinished
-                    sink.done();
-                    return true;
+                if (*next < reply.chunks.size()) {
+                    const QByteArray &chunk = reply.chunks.at((*next)++);
+                    return sink.write(chunk.constData(), size_t(chunk.size()));
                 }
-                const QByteArray &chunk = reply.chunks.at((*next)++);
-                return sink.write(chunk.constData(), size_t(chunk.size()));
+                if (reply.cutAfterChunks)
+                    return false; // closes the connection with the stream unfinished
+                sink.done();
+                return true;
             });
     }
 };
@@ -186,7 +132,6 @@ FakeClaudeServer::FakeClaudeServer()
     d->server.Post("/v1/messages", handler);
     d->server.Get("/v1/models", handler);
     d->server.set_keep_alive_max_count(1);
-    d->server.set_keep_alive_timeout(1);
     d->server.set_read_timeout(1);
     d->server.set_write_timeout(1);
     d->port = d->server.bind_to_any_port("127.0.0.1");
@@ -213,36 +158,18 @@ QString FakeClaudeServer::baseURL() const
 
 ClaudeClient::Options FakeClaudeServer::clientOptions() const
 {
-    ClaudeClient::Options options;
-    options.baseURL = baseURL();
-    options.sendTimeout = 1;
-    options.streamTimeout = 1;
-    options.validateTimeout = 1;
-    options.backoffBase = 0.005;
-    options.backoffJitter = 0.005;
-    return options;
-}
-
-void FakeClaudeServer::enqueue(const FakeReply &reply)
-{
-    std::lock_guard lock(d->mutex);
-    d->script.push_back(reply);
+    return {.baseURL = baseURL(), .sendTimeout = 1, .streamTimeout = 1, .validateTimeout = 1, .backoffBase = 0.005,
+            .backoffJitter = 0.005};
 }
 
 void FakeClaudeServer::enqueue(const FakeReply &reply, int times)
 {
-    for (int i = 0; i < times; ++i)
-        enqueue(reply);
+    std::lock_guard lock(d->mutex);
+    d->script.insert(d->script.end(), times, reply);
 }
 
 QList<RecordedRequest> FakeClaudeServer::requests() const
 {
     std::lock_guard lock(d->mutex);
     return d->recorded;
-}
-
-int FakeClaudeServer::requestCount() const
-{
-    std::lock_guard lock(d->mutex);
-    return int(d->recorded.size());
 }

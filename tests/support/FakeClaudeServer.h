@@ -1,10 +1,7 @@
 // A stand-in for Anthropic's Messages API on 127.0.0.1 (an ephemeral port),
 // scripted per test: each request takes the next reply from the script, and
-// every request is recorded for the test to look at.
-//
-//   FakeClaudeServer server;
-//   server.enqueue(FakeReply::error(429, "rate_limit_error", "slow"));
-//   server.enqueue(FakeReply::events({FakeReply::messageStart(), FakeReply::textBlock(0, "Hi"), ...}));
+// every request is recorded for the test to look at:
+//   server.enqueue(FakeReply::streamedMessage({"Hel", "lo"}));
 //   ClaudeClient client(key, server.clientOptions());
 #pragma once
 
@@ -22,31 +19,31 @@ struct FakeReply
     QByteArray contentType = "application/json";
     // The body in one piece, or, when chunks is not empty, written chunk by
     // chunk as a chunked stream (how the event stream arrives).
-    QByteArray body;
-    QList<QByteArray> chunks;
+    QByteArray body = {};
+    QList<QByteArray> chunks = {};
     int delayBeforeMs = 0; // before the status line goes out
     int delayBetweenChunksMs = 0;
-    // After the chunks, close the connection without ending the stream.
-    bool cutAfterChunks = false;
+    bool cutAfterChunks = false; // close the connection without ending the stream
 
-    static FakeReply json(int status, const QByteArray &body);
-    static FakeReply text(int status, const QByteArray &contentType, const QByteArray &body);
+    static FakeReply text(int status, const QByteArray &contentType, const QByteArray &body)
+    {
+        return {.status = status, .contentType = contentType, .body = body};
+    }
+    static FakeReply json(int status, const QByteArray &body) { return text(status, "application/json", body); }
     // An error answer in the API's shape: {"type":"error","error":{type, message}}.
     static FakeReply error(int status, const QByteArray &type, const QString &message);
-    // A 200 event stream of the given events (each a JSON object text), one
-    // "event:"/"data:" pair per chunk.
+    // A 200 event stream of the given events (JSON object texts), one frame a chunk.
     static FakeReply events(const QList<QByteArray> &events);
-    // A plain message answer with one text block.
+    // An answer of one text block, whole or streamed in the given pieces.
     static FakeReply message(const QString &text, const QByteArray &stopReason = "end_turn");
-    // The same answer streamed: one text block arriving in the given pieces.
     static FakeReply streamedMessage(const QStringList &pieces, const QByteArray &stopReason = "end_turn");
 
     // Building blocks of event streams.
     static QByteArray sseFrame(const QByteArray &eventJSON);
-    static QByteArray messageStart(const QByteArray &id = "msg_1", int inputTokens = 10);
+    static QByteArray messageStart();
     static QList<QByteArray> textBlock(int index, const QStringList &pieces);
     static QByteArray messageDelta(const QByteArray &stopReason, int outputTokens);
-    static QByteArray messageStop();
+    static QByteArray messageStop() { return R"({"type":"message_stop"})"; }
 };
 
 struct RecordedRequest
@@ -74,11 +71,10 @@ public:
 
     // Adds replies to the script. A request beyond the script gets a 500 with
     // the error message "unscripted request".
-    void enqueue(const FakeReply &reply);
-    void enqueue(const FakeReply &reply, int times);
+    void enqueue(const FakeReply &reply, int times = 1);
 
     QList<RecordedRequest> requests() const;
-    int requestCount() const;
+    int requestCount() const { return int(requests().size()); }
 
 private:
     struct Private;

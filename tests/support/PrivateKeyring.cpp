@@ -10,22 +10,6 @@
 #include <QThread>
 #include <QUuid>
 
-PrivateKeyring::PrivateKeyring()
-{
-    m_running = start();
-}
-
-PrivateKeyring::~PrivateKeyring()
-{
-    if (m_keyring.state() == QProcess::NotRunning)
-        return;
-    m_keyring.terminate();
-    if (!m_keyring.waitForFinished(3000)) {
-        m_keyring.kill();
-        m_keyring.waitForFinished(3000);
-    }
-}
-
 QProcessEnvironment PrivateKeyring::environment() const
 {
     QProcessEnvironment environment;
@@ -34,50 +18,38 @@ QProcessEnvironment PrivateKeyring::environment() const
     return environment;
 }
 
-bool PrivateKeyring::start()
+QString PrivateKeyring::start()
 {
-    const QString keyringProgram = QStandardPaths::findExecutable(QStringLiteral("gnome-keyring-daemon"));
-    if (keyringProgram.isEmpty()) {
-        m_why = QStringLiteral("gnome-keyring-daemon is not installed");
-        return false;
-    }
-    if (m_bus.address().isEmpty()) {
-        m_why = QStringLiteral("the private session bus did not start");
-        return false;
-    }
-    m_runtimeDir = TestEnvironment::makeFolder(QStringLiteral("runtime-") + QUuid::createUuid().toString(QUuid::WithoutBraces));
+    const QString program = QStandardPaths::findExecutable(QStringLiteral("gnome-keyring-daemon"));
+    if (program.isEmpty())
+        return QStringLiteral("gnome-keyring-daemon is not installed");
+    if (m_bus.address().isEmpty())
+        return QStringLiteral("the private session bus did not start");
+    const QString unique = QUuid::createUuid().toString(QUuid::WithoutBraces);
+    m_runtimeDir = TestEnvironment::makeFolder(QStringLiteral("runtime-") + unique);
     QFile::setPermissions(m_runtimeDir, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(this->environment());
     m_keyring.setProcessEnvironment(environment);
     m_keyring.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    m_keyring.start(keyringProgram, {QStringLiteral("--foreground"), QStringLiteral("--unlock"),
-                                     QStringLiteral("--components=secrets")});
-    if (!m_keyring.waitForStarted(5000)) {
-        m_why = QStringLiteral("gnome-keyring-daemon did not start");
-        return false;
-    }
+    m_keyring.start(program, {QStringLiteral("--foreground"), QStringLiteral("--unlock"), QStringLiteral("--components=secrets")});
+    if (!m_keyring.waitForStarted(5000))
+        return QStringLiteral("gnome-keyring-daemon did not start");
     // The password of the new login keyring, which --unlock reads from stdin.
     m_keyring.write("larder-test-password");
     m_keyring.waitForBytesWritten(3000);
     m_keyring.closeWriteChannel();
 
-    const QString connectionName = QStringLiteral("private-keyring-") + QUuid::createUuid().toString(QUuid::WithoutBraces);
     bool registered = false;
     {
-        QDBusConnection bus = QDBusConnection::connectToBus(m_bus.address(), connectionName);
+        QDBusConnection bus = QDBusConnection::connectToBus(m_bus.address(), unique);
         QDeadlineTimer deadline(10000);
-        while (bus.isConnected() && !deadline.hasExpired() && m_keyring.state() == QProcess::Running) {
-            if (bus.interface()->isServiceRegistered(QStringLiteral("org.freedesktop.secrets")).value()) {
-                registered = true;
-                break;
-            }
+        while (!registered && bus.isConnected() && !deadline.hasExpired() && m_keyring.state() == QProcess::Running) {
             QThread::msleep(20);
+            registered = bus.interface()->isServiceRegistered(QStringLiteral("org.freedesktop.secrets")).value();
         }
     }
-    QDBusConnection::disconnectFromBus(connectionName);
-    if (!registered)
-        m_why = QStringLiteral("gnome-keyring-daemon did not offer the Secret Service");
-    return registered;
+    QDBusConnection::disconnectFromBus(unique);
+    return registered ? QString() : QStringLiteral("gnome-keyring-daemon did not offer the Secret Service");
 }

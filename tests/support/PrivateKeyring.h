@@ -13,24 +13,25 @@
 class PrivateKeyring
 {
 public:
-    PrivateKeyring();
-    ~PrivateKeyring();
+    PrivateKeyring()
+        : m_failure(start())
+    {
+    }
+    ~PrivateKeyring() { m_keyring.kill(); m_keyring.waitForFinished(); } // its files go with the temporary home
 
-    // False when dbus-daemon or gnome-keyring-daemon is missing or didn't
-    // come up; why() says which.
-    bool isRunning() const { return m_running; }
-    QString why() const { return m_why; }
+    // Empty when the keyring runs; otherwise why it does not (a daemon is
+    // missing or didn't come up).
+    QString failure() const { return m_failure; }
 
     // DBUS_SESSION_BUS_ADDRESS and XDG_RUNTIME_DIR for programs that should
     // use this keyring.
     QProcessEnvironment environment() const;
 
 private:
-    bool start();
+    QString start();
 
     PrivateBus m_bus;
     QProcess m_keyring;
     QString m_runtimeDir;
-    bool m_running = false;
-    QString m_why;
+    QString m_failure;
 };
