@@ -8,6 +8,7 @@
 #include "support/TestEnvironment.h"
 
 #include <QDateTime>
+#include <QUrl>
 #include <QFile>
 #include <QFileInfo>
 #include <QMimeDatabase>
@@ -257,3 +258,29 @@ TEST(FileScanner, SourcesAndApplicationIDsFromTheDesktopsTraces)
 }
 
 } // namespace
+
+TEST(FileScanner, LastUsedFromRecentlyUsedList)
+{
+    const QString root = newFolder();
+    writeFile(root + u"/report.odt"_s, "x");
+    writeFile(root + u"/never.txt"_s, "x");
+    // The latest of the bookmark's and its applications' dates.
+    const QString xbel = uR"(<?xml version="1.0" encoding="UTF-8"?>
+<xbel version="1.0" xmlns:bookmark="http://www.freedesktop.org/standards/desktop-bookmarks">
+<bookmark href="%1" added="2024-03-01T10:00:00Z" modified="2024-03-02T10:00:00Z" visited="2024-03-01T10:00:00Z">
+<info><metadata owner="http://freedesktop.org"><bookmark:applications>
+<bookmark:application name="Office" exec="o" modified="2024-03-05T12:00:00Z" count="2"/>
+<bookmark:application name="Files" exec="f" modified="2024-03-04T12:00:00Z" count="1"/>
+</bookmark:applications></metadata></info></bookmark></xbel>
+)"_s.arg(QUrl::fromLocalFile(root + u"/report.odt"_s).toString(QUrl::FullyEncoded));
+    const QString listPath = Paths::dataHome() + u"/recently-used.xbel"_s;
+    writeFile(listPath, xbel.toUtf8());
+
+    FileScanner scanner;
+    auto records = walkAll(scanner, root);
+    EXPECT_EQ(records.value(u"report.odt"_s).opened, QDateTime::fromString(u"2024-03-05T12:00:00Z"_s, Qt::ISODate).toSecsSinceEpoch());
+    EXPECT_FALSE(records.value(u"never.txt"_s).opened);
+    writeFile(listPath, "<xbel><bookmark href="); // a malformed list counts as absent
+    EXPECT_FALSE(walkAll(scanner, root).value(u"report.odt"_s).opened);
+    QFile::remove(listPath);
+}

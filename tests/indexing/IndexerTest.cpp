@@ -20,7 +20,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <fcntl.h>
 #include <future>
+#include <sched.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
@@ -287,4 +291,45 @@ TEST_F(IndexerTest, TheWatcherSkipsHiddenSkippedOrDepartedFoldersAndReportsAnOve
     EXPECT_TRUE(!held || eventually([&] { return overflows > 0; }));
     watcher.stop();
     EXPECT_EQ(watcher.watchCount(), 0);
+}
+
+// In a user namespace of its own the test can lower the limit on watches
+// without touching the machine's.
+TEST(FileWatcherLimits, RunningOutOfWatchesIsReportedAndWatchingGoesOn)
+{
+    QTemporaryDir root;
+    for (int i = 0; i < 6; ++i)
+        QDir(root.path()).mkpath(u"f%1"_s.arg(i));
+    const QString file = root.path() + u"/still-seen.txt"_s;
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        const auto writeTo = [](const char *path, const char *text) {
+            const int fd = ::open(path, O_WRONLY);
+            const bool ok = fd >= 0 && ::write(fd, text, strlen(text)) == ssize_t(strlen(text));
+            ::close(fd);
+            return ok;
+        };
+        if (::unshare(CLONE_NEWUSER) != 0 || !writeTo("/proc/self/setgroups", "deny")
+            || !writeTo("/proc/self/uid_map", "0 0 1") || !writeTo("/proc/self/gid_map", "0 0 1")
+            || !writeTo("/proc/sys/user/max_inotify_watches", "3"))
+            ::_exit(77);
+        std::atomic_bool seen = false;
+        QStringList failures; // written during start(), on this thread
+        FileWatcher watcher({root.path()}, {[&](const QStringList &paths) { seen = seen || paths.contains(file); },
+                                            {}, [&](const QString &message) { failures.append(message); }});
+        watcher.start();
+        if (failures != QStringList{FileWatcher::outOfWatchesMessage()} || watcher.watchCount() != 3)
+            ::_exit(1);
+        writeFile(file, "x");
+        for (int i = 0; i < 200 && !seen; ++i)
+            QThread::msleep(10);
+        ::_exit(seen ? 0 : 2);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFEXITED(status));
+    if (WEXITSTATUS(status) == 77)
+        GTEST_SKIP() << "this machine allows no user namespaces";
+    EXPECT_EQ(WEXITSTATUS(status), 0) << "1: not reported, 2: the watched root went quiet";
 }
