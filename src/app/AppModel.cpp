@@ -29,7 +29,7 @@ AppModel::AppModel(AppSettings &settings, QObject *parent)
     // reported as changes, even when it lives inside a watched folder.
     Indexer::Options indexing;
     const QString database = m_store->path();
-    if (!m_libraryFailure && database != QLatin1String(":memory:")) {
+    if (!m_libraryFailure && !m_store->isInMemory()) {
         for (const char *suffix : {"", "-wal", "-shm", "-journal"})
             indexing.ignoredPaths.append(database + QLatin1String(suffix));
         indexing.reportKey = database;

@@ -218,7 +218,7 @@ void ChangeFlush::flush(const CancellationToken &token)
                 continue;
             // A folder that arrived whole, or was moved in.
             scanner.walk(
-                path, LibraryScan::batchSize,
+                path, FileScanner::defaultBatchSize,
                 [&](const QList<FileRecord> &batch) { m_store.files().upsert(batch, root, seenAt); }, token);
         }
     } catch (const DescribedError &error) {

@@ -21,7 +21,8 @@ class IndexStore;
 class FileScanner
 {
 public:
-    // The batch size of the indexer.
+    // Records a walk hands over at a time: each batch is upserted in one
+    // transaction by the indexer, the change flush and `larder scan`.
     static constexpr int defaultBatchSize = 400;
 
     // With a library, records it holds at the same size and modification

@@ -89,7 +89,8 @@ private:
     std::atomic_bool m_shuttingDown = false;
     qint64 m_skippedNames = 0;
 
-    // Declared first, so that the parts go after their tasks have ended.
+    // Declared first, so that it outlives the parts whose tasks it counts;
+    // the destructor waits for those tasks before any part goes.
     CountedTasks m_tasks;
     LibraryScan m_scan;
     TextLoop m_text;

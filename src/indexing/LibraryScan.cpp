@@ -56,7 +56,7 @@ void LibraryScan::scan(const QStringList &roots, const CancellationToken &token)
         qint64 found = 0;
         try {
             scanner.walk(
-                root, batchSize,
+                root, FileScanner::defaultBatchSize,
                 [&](const QList<FileRecord> &batch) {
                     m_store.files().upsert(batch, root, seenAt);
                     found += batch.size();

@@ -22,8 +22,6 @@ public:
     // stopped; the token is the scan's.
     using Completion = std::function<void(const QStringList &roots, const CancellationToken &token)>;
 
-    static constexpr int batchSize = 400;
-
     LibraryScan(IndexStore &store, IndexingStatus &status, CountedTasks &tasks, Completion whenComplete);
 
     // Replaces a running scan.

@@ -48,8 +48,12 @@ public:
     // The user_version of the open file.
     qint64 storedSchemaVersion() const;
 
-    // Runs body in one write transaction, so that the store's calls inside
-    // it commit together or not at all. Transactions don't nest.
+    // Runs body in one write transaction, so that the calls inside it
+    // commit together or not at all. Only calls that don't open a
+    // transaction of their own may run inside it: the passages' setPassages,
+    // addPassages and deletePassages, and the single-statement setters
+    // (textQueue().setState, tidy().setDigest, tidy().setFeaturePrint).
+    // Transactions don't nest.
     template<typename Body>
     auto transaction(Body &&body) const -> decltype(body())
     {

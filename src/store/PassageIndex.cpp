@@ -16,8 +16,6 @@ size_t qHash(const PassageHit &hit, size_t seed)
     return qHashMulti(seed, hit.body, hit.snippet, hit.score);
 }
 
-#include <QSet>
-
 namespace {
 
 constexpr int rowidShift = 12;

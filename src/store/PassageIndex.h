@@ -79,7 +79,7 @@ public:
     QList<PassageHit> searchPassages(const QString &match, const QStringList &ownerTypes,
                                      const std::optional<QString> &excludingOwner, int limit) const;
     // One hit a file, best first, under the filter: bm25(passages, 6.0, 1.0)
-    // over every matching passage, the best six rows a hit folded into one
+    // over every matching passage, the best limit × 6 rows folded into one
     // hit a file, with the snippet of its first passage that marks a word.
     QList<FileHit> searchFiles(const FullTextMatch &match, const FileFilter &filter, int limit) const;
 
