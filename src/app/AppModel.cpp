@@ -5,6 +5,7 @@
 #include "indexing/Indexer.h"
 #include "indexing/IndexingStatus.h"
 #include "store/IndexStore.h"
+#include "store/LibraryLock.h"
 #include "tidy/FileActions.h"
 
 #include <QFileInfo>
@@ -33,6 +34,7 @@ AppModel::AppModel(AppSettings &settings, QObject *parent)
         for (const char *suffix : {"", "-wal", "-shm", "-journal"})
             indexing.ignoredPaths.append(database + QLatin1String(suffix));
         indexing.reportKey = database;
+        m_writerLock = std::make_unique<LibraryLock>(database);
     }
     m_indexer = std::make_unique<Indexer>(*m_store, *m_indexing, std::move(indexing));
 
@@ -78,8 +80,28 @@ QStringList AppModel::existingIndexRoots() const
     return roots;
 }
 
+std::optional<QString> AppModel::claimLibrary()
+{
+    // A library in memory is this process's alone.
+    if (!m_writerLock)
+        return std::nullopt;
+    try {
+        if (m_writerLock->tryLock())
+            return std::nullopt;
+    } catch (const DescribedError &error) {
+        return error.description();
+    }
+    const qint64 pid = m_writerLock->holder();
+    return pid > 0 ? QStringLiteral("The library is being indexed by another process (pid %1).").arg(pid)
+                   : QStringLiteral("The library is being indexed by another process.");
+}
+
 void AppModel::startIndexing()
 {
+    if (const auto busy = claimLibrary()) {
+        setToast(*busy + QStringLiteral(" Try again when it has finished."));
+        return;
+    }
     const QStringList roots = existingIndexRoots();
     m_indexer->start(roots);
     Q_EMIT indexingStarted(roots);

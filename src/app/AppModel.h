@@ -17,6 +17,7 @@
 class FileActions;
 class IndexStore;
 class Indexer;
+class LibraryLock;
 
 class AppModel : public QObject
 {
@@ -58,7 +59,13 @@ public:
     // onboarding is done or the roots are forced by "LarderIndexRoots".
     void launch();
 
-    // Indexes the roots of the settings that exist, in order.
+    // Makes this process the one that writes the library, for as long as the
+    // model lives. When another process is indexing it, returns why not
+    // ("The library is being indexed by another process (pid 4242).").
+    std::optional<QString> claimLibrary();
+
+    // Indexes the roots of the settings that exist, in order. When the
+    // library can't be claimed, the toast says why and nothing starts.
     void startIndexing();
     // The roots startIndexing() would index now.
     QStringList existingIndexRoots() const;
@@ -86,6 +93,8 @@ Q_SIGNALS:
 private:
     std::unique_ptr<IndexingStatus> m_indexing;
     AppSettings &m_settings;
+    // Released after everything that writes the library has stopped.
+    std::unique_ptr<LibraryLock> m_writerLock;
     std::unique_ptr<IndexStore> m_store;
     // After the store, which it uses until it has stopped.
     std::unique_ptr<Indexer> m_indexer;

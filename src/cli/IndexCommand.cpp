@@ -13,6 +13,7 @@
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QSocketNotifier>
+#include <QTimer>
 
 #include <csignal>
 #include <sys/socket.h>
@@ -22,6 +23,8 @@ namespace {
 
 const QCommandLineOption watchOption(QStringLiteral("watch"),
                                      QStringLiteral("After the first pass, follow changes until Ctrl-C."));
+const QCommandLineOption waitOption(QStringLiteral("wait"),
+                                    QStringLiteral("When another process is indexing the library, wait for it to finish."));
 
 int signalPipe[2] = {-1, -1};
 
@@ -71,6 +74,17 @@ private:
     struct sigaction m_previousTerm = {};
 };
 
+// The exit status of a command stopped by SIGINT or SIGTERM, as a shell
+// gives one that Ctrl-C ended.
+constexpr int interruptedStatus = 130;
+
+int interruption(CommandContext &context, const QString &message)
+{
+    context.err() << message << "\n";
+    context.err().flush();
+    return interruptedStatus;
+}
+
 int runIndex(CommandContext &context)
 {
     if (!context.positional().isEmpty())
@@ -87,6 +101,33 @@ int runIndex(CommandContext &context)
     if (roots.isEmpty())
         return context.failure(QStringLiteral("There are no folders to index. Name them with --roots A:B."));
 
+    QEventLoop loop;
+    // A stop before the library is up to date is an interruption; with
+    // --watch, a stop after that is how the command ends.
+    bool caughtUp = false;
+    bool interrupted = false;
+    StopSignals stopSignals([&] {
+        interrupted = !caughtUp;
+        loop.quit();
+    });
+
+    // One process at a time writes the library.
+    if (const auto busy = model.claimLibrary()) {
+        if (!context.options().isSet(waitOption))
+            return context.failure(*busy + QStringLiteral(" Try again when it has finished, or add --wait."));
+        err << *busy << " Waiting for it to finish…\n";
+        err.flush();
+        QTimer retry;
+        QObject::connect(&retry, &QTimer::timeout, &loop, [&] {
+            if (!model.claimLibrary())
+                loop.quit();
+        });
+        retry.start(250);
+        loop.exec();
+        if (interrupted)
+            return interruption(context, QStringLiteral("Stopped waiting; nothing was indexed."));
+    }
+
     Indexer &indexer = model.indexer();
     IndexingStatus &status = *model.indexing();
     bool failed = false;
@@ -102,9 +143,6 @@ int runIndex(CommandContext &context)
         failed = true;
     });
 
-    QEventLoop loop;
-    bool caughtUp = false;
-    StopSignals stopSignals([&] { loop.quit(); });
     QObject::connect(&indexer, &Indexer::activityChanged, &loop, [&] {
         if (caughtUp || !indexer.isIdle())
             return;
@@ -127,6 +165,11 @@ int runIndex(CommandContext &context)
 
     const qint64 files = model.store().stats().counts().files;
     const qint64 waiting = model.store().textQueue().count();
+    if (interrupted)
+        return interruption(context, QStringLiteral("Indexing was interrupted: %1 in the library so far, %2 waiting "
+                                                    "for their text; run it again to finish.")
+                                         .arg(Format::count(files) + (files == 1 ? " file" : " files"),
+                                              Format::count(waiting)));
     QTextStream &out = context.out();
     out << "Indexed " << Format::count(roots.size()) << (roots.size() == 1 ? " folder: " : " folders: ")
         << Format::count(files) << (files == 1 ? " file" : " files") << " in the library";
@@ -147,5 +190,8 @@ Command indexCommand()
 {
     return {QStringLiteral("index"),
             QStringLiteral("Index the folders (--roots, or the chosen ones): files, then the text inside them."),
-            [](QCommandLineParser &parser) { parser.addOption(watchOption); }, runIndex};
+            [](QCommandLineParser &parser) {
+                parser.addOption(watchOption);
+                parser.addOption(waitOption);
+            }, runIndex};
 }

@@ -32,7 +32,11 @@ int runScan(CommandContext &context)
     if (!info.isReadable() || !info.isExecutable())
         return context.failure(QStringLiteral("Larder can't read the folder “%1”.").arg(root));
 
-    IndexStore &store = context.library().store();
+    AppModel &model = context.library();
+    // One process at a time writes the library.
+    if (const auto busy = model.claimLibrary())
+        return context.failure(*busy + QStringLiteral(" Try again when it has finished."));
+    IndexStore &store = model.store();
     FileScanner scanner(&store);
     // Every row this walk sees gets this time; rows of the root left with an
     // older one have gone from disk.

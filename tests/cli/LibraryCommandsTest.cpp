@@ -14,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -178,4 +179,46 @@ TEST_F(LibraryCommandsTest, WatchFollowsTheDiskAndAStopLosesNothing)
     EXPECT_EQ(json({"status"})["files"].toInt(), 4) << "the late file made it in";
     ASSERT_EQ(larder({"index", "--roots", root}).exitCode, 0);
     EXPECT_EQ(matches("wombat"), 1) << "the next run reads its text";
+}
+
+// One process at a time indexes a library: a second is turned away with the
+// first one's pid while readers go on, one run with --wait indexes after it,
+// and the interrupted first one says so instead of reporting a count.
+TEST_F(LibraryCommandsTest, OneIndexerAtATimeAndAnInterruptedOneSaysSo)
+{
+    const auto start = [&](QProcess &process, const QStringList &options) {
+        process.start(LARDER_BINARY, QStringList{"index", "--roots", root, "--database", database} + options);
+    };
+    // Reading the note's text hangs, so the first run is still busy when
+    // the others come.
+    QProcess first;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("LARDER_EXTRACT_FAULT", "hang:notes.txt");
+    first.setProcessEnvironment(environment);
+    start(first, {});
+    ASSERT_TRUE(TestEnvironment::waitUntil([&] {
+        QFile lock(database + ".lock");
+        return lock.open(QIODevice::ReadOnly) && lock.readAll().trimmed().toLongLong() == first.processId();
+    }, 10000));
+    const QString holder = QString("by another process (pid %1)").arg(first.processId());
+    const auto second = larder({"index", "--roots", root});
+    EXPECT_TRUE(second.exitCode == 1 && second.err.contains(holder)) << second.err.toStdString();
+    EXPECT_EQ(larder({"scan", root}).exitCode, 1);
+    EXPECT_EQ(larder({"status"}).exitCode, 0) << "readers go on";
+
+    QProcess waiting;
+    start(waiting, {"--wait"});
+    QString waited;
+    ASSERT_TRUE(TestEnvironment::waitUntil([&] { return (waited += waiting.readAllStandardError()).contains(holder); },
+                                           10000));
+    ::kill(first.processId(), SIGINT);
+    ASSERT_TRUE(first.waitForFinished(30000));
+    EXPECT_EQ(first.exitCode(), 130);
+    EXPECT_TRUE(first.readAllStandardOutput().isEmpty()) << "no count of a finished run";
+    EXPECT_TRUE(first.readAllStandardError().contains("Indexing was interrupted: 3 files in the library so far"));
+
+    ASSERT_TRUE(waiting.waitForFinished(30000));
+    EXPECT_EQ(waiting.exitCode(), 0) << waiting.readAllStandardError().toStdString();
+    EXPECT_EQ(waiting.readAllStandardOutput(), "Indexed 1 folder: 3 files in the library.\n");
+    EXPECT_EQ(matches("marmalade"), 1);
 }
