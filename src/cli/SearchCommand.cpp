@@ -8,6 +8,7 @@
 #include "search/FilterChips.h"
 #include "search/LocalQueryParser.h"
 #include "search/SearchEngine.h"
+#include "search/SpellingSuggester.h"
 
 #include <QDir>
 #include <QJsonArray>
@@ -36,15 +37,20 @@ int runSearch(CommandContext &context)
                                                        : LocalQueryParser().parse(text);
     // Never the empty stand-in library, which would only ever say that
     // nothing was found.
-    const QList<FileHit> hits = SearchEngine(context.library().store()).search(query, limit);
+    IndexStore &store = context.library().store();
+    const QList<FileHit> hits = SearchEngine(store).search(query, limit);
     const bool explain = context.options().isSet(explainOption);
-    const QList<FilterChip> chips = explain ? filterChips(query) : QList<FilterChip>();
+    const QList<FilterChip> chips = explain || hits.isEmpty() ? filterChips(query) : QList<FilterChip>();
+    const std::optional<SearchQuery> suggestion =
+        hits.isEmpty() ? SpellingSuggester(store).suggestion(query) : std::nullopt;
 
     if (context.wantsJson()) {
         QJsonArray hitArray;
         for (const FileHit &hit : std::as_const(hits))
             hitArray.append(hitJson(hit));
-        QJsonObject result{{QStringLiteral("query"), queryJson(query)}, {QStringLiteral("hits"), hitArray}};
+        QJsonObject result{{QStringLiteral("query"), queryJson(query)},
+                           {QStringLiteral("hits"), hitArray},
+                           {QStringLiteral("suggestion"), suggestion ? QJsonValue(suggestion->raw) : QJsonValue()}};
         if (explain) {
             QJsonArray labels;
             for (const FilterChip &chip : chips)
@@ -66,6 +72,16 @@ int runSearch(CommandContext &context)
     }
     if (hits.isEmpty()) {
         out << "No files found.\n";
+        // One line of what the request was read as, so that a filter that
+        // left nothing shows and can be dropped.
+        if (!explain && !chips.isEmpty()) {
+            QStringList labels;
+            for (const FilterChip &chip : chips)
+                labels.append(chip.label);
+            out << "Read as: " << labels.join(QStringLiteral(" · ")) << "\n";
+        }
+        if (suggestion)
+            out << "Did you mean “" << suggestion->raw << "”?\n";
         out.flush();
         return 0;
     }

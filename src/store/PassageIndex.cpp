@@ -199,6 +199,28 @@ QList<PassageHit> PassageIndex::searchPassages(const QString &match, const QStri
     return hits;
 }
 
+QStringList PassageIndex::termsOf(const QString &text) const
+{
+    return PassageSnippets(*m_db, QString::fromLatin1(tokenize)).terms(text);
+}
+
+QList<IndexedTerm> PassageIndex::termsStartingWith(const QString &prefix) const
+{
+    std::lock_guard guard(m_db->lock());
+    // The vocabulary is a view of the connection, not part of the library file.
+    m_db->run(QStringLiteral("CREATE VIRTUAL TABLE IF NOT EXISTS temp.passage_terms USING fts5vocab(main, passages, row)"));
+    // The range lets the vocabulary read only the terms of the prefix;
+    // U+10FFFF sorts after every character.
+    const QList<SQLRow> rows = m_db->query(
+        QStringLiteral("SELECT term, doc FROM temp.passage_terms WHERE term >= ?1 AND term < ?1 || char(1114111)"),
+        {prefix});
+    QList<IndexedTerm> terms;
+    terms.reserve(rows.size());
+    for (const SQLRow &row : rows)
+        terms.append({row.string(0).value_or(QString()), row.integer(1).value_or(0)});
+    return terms;
+}
+
 // Files ranked by their best passage, each with its passages in rank order;
 // the records are yet to be read.
 struct PassageIndex::RankedFiles

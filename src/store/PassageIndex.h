@@ -27,6 +27,13 @@ struct PassageHit
 };
 size_t qHash(const PassageHit &hit, size_t seed = 0);
 
+// A term of the full-text index and the number of passages that hold it.
+struct IndexedTerm
+{
+    QString term;
+    qint64 passages = 0;
+};
+
 // Whose passages: "file" with the decimal file id, or "note" and
 // "transcript" with a meeting id.
 struct PassageOwner
@@ -82,6 +89,14 @@ public:
     // over every matching passage, the best limit × 6 rows folded into one
     // hit a file, with the snippet of its first passage that marks a word.
     QList<FileHit> searchFiles(const FullTextMatch &match, const FileFilter &filter, int limit) const;
+
+    // The terms the index makes of a text, as it holds them: lower case,
+    // without accents, stemmed ("Invoices" is "invoic").
+    QStringList termsOf(const QString &text) const;
+    // The index's terms that start with the prefix, in order, from the
+    // table's own vocabulary. Counting a term's passages reads its whole
+    // entry, so the cost grows with how common the prefix is.
+    QList<IndexedTerm> termsStartingWith(const QString &prefix) const;
 
 private:
     friend class IndexStore;

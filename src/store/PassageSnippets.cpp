@@ -51,6 +51,20 @@ std::vector<PassageSnippets::Token> PassageSnippets::tokens(const QByteArray &ut
     return tokens;
 }
 
+QStringList PassageSnippets::terms(const QString &text) const
+{
+    QStringList terms;
+    const auto add = [](void *context, int flags, const char *term, int size, int, int) {
+        if (!(flags & FTS5_TOKEN_COLOCATED))
+            static_cast<QStringList *>(context)->append(QString::fromUtf8(term, size));
+        return SQLITE_OK;
+    };
+    const QByteArray utf8 = text.toUtf8();
+    m_tokenizer->methods.xTokenize(m_tokenizer->instance, &terms, FTS5_TOKENIZE_QUERY, utf8.constData(),
+                                   int(utf8.size()), add);
+    return terms;
+}
+
 namespace {
 
 // The phrase instances of one column with overlapping ones taken together,

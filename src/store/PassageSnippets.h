@@ -11,6 +11,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 #include <memory>
 #include <vector>
@@ -51,6 +52,9 @@ public:
     };
     // The tokens of UTF-8 text as the full-text table cuts it.
     std::vector<Token> tokens(const QByteArray &utf8) const;
+    // The terms the full-text table indexes for a text, in order, as its
+    // vocabulary holds them: lower case, without accents, stemmed.
+    QStringList terms(const QString &text) const;
 
 private:
     struct Tokenizer;

@@ -87,6 +87,13 @@ TEST_F(SearchCommand, AnswersEveryRequestWithHitsNothingOrUsage)
             << result.err.toStdString();
     }
 
+    // A request that finds nothing says how it was read and what may have been meant.
+    EXPECT_EQ(search({"leese", "agreemnt"}).out,
+              "No files found.\nRead as: “leese” · “agreemnt”\nDid you mean “lease agreement”?\n");
+    EXPECT_EQ(search({"leese", "videos"}).out, "No files found.\nRead as: Videos · “leese”\n");
+    EXPECT_EQ(QJsonArray({searchJson({"leese"})["suggestion"], searchJson({"lease"})["suggestion"]}),
+              QJsonArray({"lease", QJsonValue::Null}));
+
     // After "--" every word is the request, even one that looks like a launch argument.
     EXPECT_EQ(searchJson({"--", "-draft", "notes"})["query"]["keywords"].toArray(), QJsonArray({"draft", "notes"}));
 }

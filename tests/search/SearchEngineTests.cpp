@@ -1,5 +1,6 @@
 // The search engine over a real library in memory.
 #include "search/SearchEngine.h"
+#include "search/SpellingSuggester.h"
 #include "support/LibraryBuilder.h"
 
 #include <gtest/gtest.h>
@@ -84,6 +85,47 @@ TEST(SearchEngine, WidensOnlyForSevenAllWordHitsOrFewer)
         const QStringList found = names(SearchEngine(*store).search(request({"alpha", "beta"}), 80));
         EXPECT_EQ(found.size(), 8);
         EXPECT_EQ(found.indexOf("only.txt"), bothWords == 7 ? 7 : -1) << bothWords;
+    }
+}
+
+// A request that found nothing is offered the library's own words, and only
+// when they find files under the same filter.
+TEST(SpellingSuggester, OffersTheClosestFrequentWordsThatFindFiles)
+{
+    auto store = IndexStore::openInMemory();
+    LibraryBuilder::add(*store, {
+        {"/library/Docs/printer-manual.pdf", FileKind::document, 100, 0, "Load paper, then print."},
+        {"/library/Screenshots/screenshot-1.png", FileKind::image, 100, 0, {}},
+        {"/library/Docs/march.txt", FileKind::document, 100, 0, "Invoice for March."},
+        {"/library/Docs/april.txt", FileKind::document, 100, 0, "Paid in March."},
+        {"/library/Docs/birds.txt", FileKind::document, 100, 0, "Marsh birds."},
+        {"/library/Docs/invoices.txt", FileKind::document, 100, 0, "Invoices."},
+    });
+    const SpellingSuggester suggester(*store);
+    const QSet<FileKind> video{FileKind::video};
+    const struct
+    {
+        QString raw;
+        QStringList keywords;
+        QSet<FileKind> kinds = {};
+        QString expected = {}; // none when empty
+    } cases[] = {
+        {"Pritner manual", {"pritner", "manual"}, {}, "printer manual"},
+        {"screnshots", {"screnshots"}, {}, "screenshots"},
+        // The stem's ending goes back on: "invoic" reads "invoices".
+        {"invoces from may", {"invoces"}, {}, "invoices from may"},
+        // "march" is in more passages than "marsh", as close to "marxh".
+        {"marxh", {"marxh"}, {}, "march"},
+        {"pritner videos", {"pritner"}, video},
+        {"printer videos", {"printer"}, video},
+        {"xyzzy", {"xyzzy"}},
+    };
+    for (const auto &c : cases) {
+        SearchQuery query = request(c.keywords, c.kinds);
+        query.raw = c.raw;
+        const std::optional<SearchQuery> suggestion = suggester.suggestion(query);
+        EXPECT_EQ(suggestion ? suggestion->raw : QString(), c.expected) << c.raw.toStdString();
+        EXPECT_TRUE(!suggestion || suggestion->filter == query.filter);
     }
 }
 
