@@ -3,6 +3,7 @@
 
 #include "store/FileQuery.h"
 #include "tidy/FileDigest.h"
+#include "tidy/PhotoRules.h"
 
 #include <limits>
 
@@ -64,7 +65,7 @@ QList<DuplicateGroup> DuplicateScanner::findSimilar(const QSet<qint64> &excludin
     images.kinds = {FileKind::image};
     QList<FileRecord> candidates;
     for (const FileRecord &record : store.files().list(images, FileSort::recent, std::numeric_limits<int>::max())) {
-        if (excluding.contains(record.id) || !isPhotoCandidate(record))
+        if (excluding.contains(record.id) || !PhotoRules::mayBePhoto(record))
             continue;
         candidates.append(record);
         // The pairwise step is quadratic.
@@ -78,8 +79,12 @@ QList<DuplicateGroup> DuplicateScanner::findSimilar(const QSet<qint64> &excludin
         ids.append(record.id);
     const QHash<qint64, QByteArray> stored = store.tidy().featurePrints(ids);
 
-    QList<FileRecord> printed;
-    QList<FeaturePrint::Vector> prints;
+    struct Printed
+    {
+        FileRecord record;
+        FeaturePrint::Vector print;
+    };
+    QList<Printed> printed;
     for (qsizetype i = 0; i < candidates.size(); ++i) {
         if (token.isCancelled())
             return {};
@@ -96,16 +101,26 @@ QList<DuplicateGroup> DuplicateScanner::findSimilar(const QSet<qint64> &excludin
                 continue;
             store.tidy().setFeaturePrint(record.id, FeaturePrint::encode(*print));
         }
-        printed.append(record);
-        prints.append(*print);
+        // An empty print is a picture that isn't a photo.
+        if (!print->isEmpty())
+            printed.append({record, *print});
     }
+
+    // Best keeper first, so that each group gathers around its keeper.
+    std::stable_sort(printed.begin(), printed.end(), [](const Printed &a, const Printed &b) {
+        return DuplicateRules::isBetterSimilar(a.record, b.record);
+    });
+    QList<FeaturePrint::Vector> prints;
+    prints.reserve(printed.size());
+    for (const Printed &entry : printed)
+        prints.append(entry.print);
 
     QList<DuplicateGroup> groups;
     for (const QList<int> &set : DuplicateRules::cluster(prints, similarityThreshold, token)) {
         QList<FileRecord> members;
         for (int i : set)
-            members.append(printed.at(i));
-        groups.append({DuplicateGroup::Kind::similar, members, DuplicateRules::similarKeeper(members)});
+            members.append(printed.at(i).record);
+        groups.append({DuplicateGroup::Kind::similar, members, members.first()});
     }
     DuplicateRules::sortByWaste(groups);
     return groups;

@@ -7,7 +7,7 @@
 
 #include <algorithm>
 #include <limits>
-#include <numeric>
+#include <vector>
 
 QString DuplicateGroup::identity() const
 {
@@ -82,44 +82,6 @@ qint64 pixels(const FileRecord &file)
     return file.width.value_or(0) * file.height.value_or(0);
 }
 
-bool isBetterSimilar(const FileRecord &a, const FileRecord &b)
-{
-    if (pixels(a) != pixels(b))
-        return pixels(a) > pixels(b);
-    return a.size > b.size;
-}
-
-// Disjoint sets over indexes, with path compression.
-class UnionFind
-{
-public:
-    explicit UnionFind(int count) : m_parent(count) { std::iota(m_parent.begin(), m_parent.end(), 0); }
-
-    int find(int i)
-    {
-        int root = i;
-        while (m_parent[root] != root)
-            root = m_parent[root];
-        while (m_parent[i] != root) {
-            const int next = m_parent[i];
-            m_parent[i] = root;
-            i = next;
-        }
-        return root;
-    }
-
-    void unite(int a, int b)
-    {
-        const int ra = find(a);
-        const int rb = find(b);
-        if (ra != rb)
-            m_parent[std::max(ra, rb)] = std::min(ra, rb);
-    }
-
-private:
-    std::vector<int> m_parent;
-};
-
 } // namespace
 
 bool hasCopyName(const QString &name)
@@ -144,6 +106,13 @@ FileRecord identicalKeeper(const QList<FileRecord> &files, const QString &downlo
             best = files.at(i);
     }
     return best;
+}
+
+bool isBetterSimilar(const FileRecord &a, const FileRecord &b)
+{
+    if (pixels(a) != pixels(b))
+        return pixels(a) > pixels(b);
+    return a.size > b.size;
 }
 
 FileRecord similarKeeper(const QList<FileRecord> &files)
@@ -172,34 +141,28 @@ void sortByWaste(QList<DuplicateGroup> &groups)
 QList<QList<int>> cluster(const QList<FeaturePrint::Vector> &prints, float threshold, const CancellationToken &token)
 {
     const int count = int(prints.size());
-    UnionFind sets(count);
-    for (int i = 0; i < count; ++i) {
+    std::vector<bool> taken(size_t(count), false);
+    QList<QList<int>> sets;
+    for (int centre = 0; centre < count; ++centre) {
         if (token.isCancelled())
             return {};
-        const FeaturePrint::Vector &a = prints.at(i);
-        for (int j = i + 1; j < count; ++j) {
+        if (taken[size_t(centre)])
+            continue;
+        const FeaturePrint::Vector &a = prints.at(centre);
+        QList<int> members{centre};
+        for (int j = centre + 1; j < count; ++j) {
             const FeaturePrint::Vector &b = prints.at(j);
-            if (a.size() != b.size())
+            if (taken[size_t(j)] || a.size() != b.size())
                 continue;
-            if (FeaturePrint::distance(a.constData(), b.constData(), a.size()) < threshold)
-                sets.unite(i, j);
+            if (FeaturePrint::distance(a.constData(), b.constData(), a.size()) < threshold) {
+                taken[size_t(j)] = true;
+                members.append(j);
+            }
         }
+        if (members.size() >= 2)
+            sets.append(members);
     }
-    // Roots are the smallest index of their set, so walking the indexes in
-    // order meets the sets in the order of their first member.
-    QList<QList<int>> members;
-    QHash<int, qsizetype> slotOfRoot;
-    for (int i = 0; i < count; ++i) {
-        const int root = sets.find(i);
-        auto slot = slotOfRoot.find(root);
-        if (slot == slotOfRoot.end()) {
-            slot = slotOfRoot.insert(root, members.size());
-            members.append(QList<int>());
-        }
-        members[*slot].append(i);
-    }
-    members.removeIf([](const QList<int> &set) { return set.size() < 2; });
-    return members;
+    return sets;
 }
 
 std::optional<DuplicateGroup> pruned(const DuplicateGroup &group, const QSet<QString> &movedPaths,
@@ -219,13 +182,4 @@ std::optional<DuplicateGroup> pruned(const DuplicateGroup &group, const QSet<QSt
 DuplicateScanner::DuplicateScanner(IndexStore store)
     : store(std::move(store))
 {
-}
-
-bool DuplicateScanner::isPhotoCandidate(const FileRecord &record)
-{
-    static const QSet<QString> drawnFormats{QStringLiteral("svg"), QStringLiteral("gif"), QStringLiteral("ico"),
-                                            QStringLiteral("icns")};
-    // Screenshots look alike by nature and would fill the list.
-    return record.kind == FileKind::image && !drawnFormats.contains(record.ext) && !record.isScreenshot
-        && !record.path.isEmpty();
 }

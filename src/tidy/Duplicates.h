@@ -52,15 +52,19 @@ QString downloadsFolder();
 FileRecord identicalKeeper(const QList<FileRecord> &files, const QString &downloadsFolder);
 // Of similar photos: the most pixels, then the larger file, then the first.
 FileRecord similarKeeper(const QList<FileRecord> &files);
+// Whether a is the better photo to keep than b by the rule of similarKeeper.
+bool isBetterSimilar(const FileRecord &a, const FileRecord &b);
 FileRecord keeper(DuplicateGroup::Kind kind, const QList<FileRecord> &files, const QString &downloadsFolder);
 
 // Most wasted bytes first; ties keep their order.
 void sortByWaste(QList<DuplicateGroup> &groups);
 
-// Sets of indexes whose prints are closer than threshold, joined through
-// chains (A near B and B near C puts all three together). Only sets of two
-// or more, ordered by their first member, members ascending. Nothing when
-// the token is cancelled.
+// Sets of indexes whose prints lie within threshold of the set's first
+// member, which the caller makes the keeper by ordering the prints best
+// first. Walking the prints in order, each one not yet taken gathers every
+// later untaken print closer than threshold; neighbours of neighbours never
+// join through a chain. Only sets of two or more, ordered by their first
+// member, members ascending. Nothing when the token is cancelled.
 QList<QList<int>> cluster(const QList<FeaturePrint::Vector> &prints, float threshold,
                           const CancellationToken &token = CancellationToken::none());
 
@@ -94,7 +98,4 @@ public:
     // Groups of photos that look alike, leaving out the files in excluding.
     QList<DuplicateGroup> findSimilar(const QSet<qint64> &excluding, const Progress &progress,
                                       const CancellationToken &token = CancellationToken::none()) const;
-
-    // Whether an image record can take part in the similar-photo scan.
-    static bool isPhotoCandidate(const FileRecord &record);
 };

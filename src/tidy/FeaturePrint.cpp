@@ -1,6 +1,7 @@
 #include "tidy/FeaturePrint.h"
 
 #include "platform/ImageLoader.h"
+#include "tidy/PhotoRules.h"
 
 #include <QtMath>
 
@@ -27,6 +28,11 @@ constexpr int bandLimit = 8;
 constexpr int coefficientCount = bandLimit * (bandLimit + 1) / 2 - 1;
 // Large enough for the scaled JPEG decode to do most of the reduction.
 constexpr int decodeSide = 256;
+static_assert(decodeSide >= PhotoRules::minimumSide, "a decoded photo must not look tiny");
+
+// Marks prints made since pictures that aren't photos get an empty print.
+constexpr char revisionTag[] = "FP2:";
+constexpr qsizetype revisionTagSize = sizeof(revisionTag) - 1;
 
 using Grid = std::array<double, gridSide * gridSide>;
 
@@ -110,7 +116,12 @@ std::optional<Vector> compute(const QImage &image)
 
 std::optional<Vector> compute(const QString &path)
 {
-    return compute(ImageLoader::bounded(path, decodeSide));
+    const QImage image = ImageLoader::bounded(path, decodeSide);
+    if (image.isNull())
+        return std::nullopt;
+    if (!PhotoRules::looksLikePhoto(image))
+        return Vector();
+    return compute(image).value_or(Vector());
 }
 
 float distance(const float *a, const float *b, qsizetype length)
@@ -134,15 +145,19 @@ float distance(const Vector &a, const Vector &b)
 
 QByteArray encode(const Vector &print)
 {
-    return QByteArray(reinterpret_cast<const char *>(print.constData()), print.size() * qsizetype(sizeof(float)));
+    return QByteArray(revisionTag, revisionTagSize)
+        + QByteArray(reinterpret_cast<const char *>(print.constData()), print.size() * qsizetype(sizeof(float)));
 }
 
 std::optional<Vector> decode(const QByteArray &bytes)
 {
-    if (bytes.isEmpty() || bytes.size() % qsizetype(sizeof(float)) != 0)
+    if (!bytes.startsWith(revisionTag))
         return std::nullopt;
-    Vector print(bytes.size() / qsizetype(sizeof(float)));
-    std::memcpy(print.data(), bytes.constData(), size_t(bytes.size()));
+    const QByteArray floats = bytes.sliced(revisionTagSize);
+    if (floats.size() % qsizetype(sizeof(float)) != 0)
+        return std::nullopt;
+    Vector print(floats.size() / qsizetype(sizeof(float)));
+    std::memcpy(print.data(), floats.constData(), size_t(floats.size()));
     return print;
 }
 

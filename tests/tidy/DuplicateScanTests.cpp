@@ -78,6 +78,7 @@ TEST(FeaturePrint, NearDuplicatesFallUnderTheThresholdAndDifferentPhotosStayAbov
     const QByteArray stored = FeaturePrint::encode(originals.first());
     EXPECT_EQ(FeaturePrint::decode(stored), originals.first());
     EXPECT_FALSE(FeaturePrint::decode(stored.chopped(1)).has_value());
+    EXPECT_FALSE(FeaturePrint::decode(stored.sliced(4)).has_value()) << "an earlier revision's print is made again";
 }
 
 TEST(FeaturePrint, PicturesWithoutLayoutOrPixelsGetNoPrint)
@@ -217,6 +218,20 @@ TEST_F(DuplicateScanTest, SimilarPhotosGroupAcrossFormatsAndSkipWhatCannotBeComp
     stored(screenshot);
     stored(photo(u"Pictures/garden.gif"_s, garden, "PNG"));
     const FileRecord excluded = stored(photo(u"Pictures/garden-again.jpg"_s, garden));
+    // Pictures that aren't photos, though each looks like the garden or like
+    // its own copy: a thumbnail, one with a transparent corner, one in a
+    // folder of icons, and a drawing of few colours beside its smaller copy.
+    stored(photo(u"Pictures/garden-thumbnail.jpg"_s, garden.scaled(200, 200, Qt::KeepAspectRatio)));
+    QImage cutOut = garden.convertToFormat(QImage::Format_ARGB32);
+    QPainter painter(&cutOut);
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    painter.fillRect(0, 0, 40, 40, Qt::transparent);
+    painter.end();
+    stored(photo(u"Pictures/garden-cut-out.png"_s, cutOut, "PNG"));
+    stored(photo(u"Pictures/icons/garden.jpg"_s, garden));
+    const QImage drawing = DocumentFixtures::textImage({u"Invoice 2024"_s, u"Total due"_s});
+    stored(photo(u"Pictures/invoice.jpg"_s, drawing));
+    stored(photo(u"Pictures/invoice-small.jpg"_s, drawing.scaled(drawing.size() / 2)));
     TestEnvironment::writeFile(at(u"Pictures/broken.jpg"_s), QByteArray("\xff\xd8\xff\xe0 broken", 12));
     stored(DocumentFixtures::recordOf(at(u"Pictures/broken.jpg"_s), FileKind::image));
 
@@ -226,12 +241,16 @@ TEST_F(DuplicateScanTest, SimilarPhotosGroupAcrossFormatsAndSkipWhatCannotBeComp
     EXPECT_EQ(names(groups.first()), (QStringList{"garden-small.jpg", "garden.heic", "garden.jpg"}));
     // The most pixels win; between the equal JPEG and HEIC, the larger file.
     EXPECT_EQ(groups.first().keeper.path, QFileInfo(heic).size() > large.size ? heic : large.path);
-    QStringList printed;
-    for (const FileRecord &file : store->files().records(store->tidy().featurePrints({1, 2, 3, 4, 5, 6, 7, 8, 9}).keys()))
-        printed.append(file.name);
+    QStringList printed, notPhotos;
+    const QHash<qint64, QByteArray> prints = store->tidy().featurePrints({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14});
+    for (const FileRecord &file : store->files().records(prints.keys()))
+        (FeaturePrint::decode(prints.value(file.id)).value_or(FeaturePrint::Vector()).isEmpty() ? notPhotos : printed).append(file.name);
     printed.sort();
+    notPhotos.sort();
     EXPECT_EQ(printed, (QStringList{"garden-small.jpg", "garden.heic", "garden.jpg", "storm.jpg"}))
         << "the broken image gets no print; excluded and unsuitable files aren't read";
+    EXPECT_EQ(notPhotos, (QStringList{"garden-cut-out.png", "invoice-small.jpg", "invoice.jpg"}))
+        << "pictures read and found not to be photos are marked, so they aren't read again";
 }
 
 TEST_F(DuplicateScanTest, ModelScansWithProgressAndKeepsTheUsersChoicesUntilARescan)

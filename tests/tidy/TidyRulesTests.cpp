@@ -191,14 +191,15 @@ TEST(DuplicateRules, PruningDropsMovedFilesAndChoosesANewKeeper)
     EXPECT_FALSE(pruned({u"/x/a.txt"_s, u"/docs/a.txt"_s}));
 }
 
-TEST(DuplicateRules, ClusteringChainsThroughNeighboursAndIsStrictAtTheThreshold)
+TEST(DuplicateRules, ClusteringKeepsEveryMemberWithinTheThresholdOfTheFirst)
 {
-    // 0, 0.3 and 0.6 chain together although 0 and 0.6 are far apart; 0.45
-    // away is not close enough, and a print of another length never joins.
+    // 0.3 is close to 0 and 0.6 close to 0.3, but 0.6 is far from 0: it never
+    // joins 0's set through 0.3, and takes 0.8 instead. 0.45 away is not close
+    // enough, and a print of another length never joins.
     auto at = [](float x, float y = 0.0f) { return FeaturePrint::Vector{x, y}; };
     const QList<FeaturePrint::Vector> prints{at(0.0f), at(0.0f, 5.0f), at(0.3f), at(0.45f, 5.0f), at(0.6f), at(9.0f),
-                                             FeaturePrint::Vector{9.0f, 0.0f, 0.0f}, at(9.1f)};
-    EXPECT_EQ(DuplicateRules::cluster(prints, 0.45f), (QList<QList<int>>{{0, 2, 4}, {5, 7}}));
+                                             FeaturePrint::Vector{9.0f, 0.0f, 0.0f}, at(9.1f), at(0.8f)};
+    EXPECT_EQ(DuplicateRules::cluster(prints, 0.45f), (QList<QList<int>>{{0, 2}, {4, 8}, {5, 7}}));
     EXPECT_TRUE(DuplicateRules::cluster({at(1.0f), FeaturePrint::Vector{1.0f, 0.0f, 0.0f}}, 0.45f).isEmpty());
     CancellationToken token;
     token.cancel();
