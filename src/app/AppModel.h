@@ -58,7 +58,7 @@ public:
     // onboarding is done or the roots are forced by "LarderIndexRoots".
     void launch();
 
-    // Indexes the roots of the settings that exist, in order.
+    // Indexes the roots of the settings that are folders, in order.
     void startIndexing();
     // The roots startIndexing() would index now.
     QStringList existingIndexRoots() const;
