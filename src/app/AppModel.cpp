@@ -66,7 +66,7 @@ void AppModel::launch()
     if (m_launched || isRunningTests())
         return;
     m_launched = true;
-    if (m_settings.onboardingComplete() || m_settings.defaults().string(QStringLiteral("LarderIndexRoots")))
+    if (m_settings.onboardingComplete() || m_settings.defaults().contains(QStringLiteral("LarderIndexRoots")))
         startIndexing();
 }
 
@@ -74,7 +74,7 @@ QStringList AppModel::existingIndexRoots() const
 {
     QStringList roots;
     for (const QString &root : m_settings.indexRoots()) {
-        if (QFileInfo::exists(root))
+        if (QFileInfo(root).isDir())
             roots.append(root);
     }
     return roots;

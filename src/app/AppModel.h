@@ -64,7 +64,7 @@ public:
     // ("The library is being indexed by another process (pid 4242).").
     std::optional<QString> claimLibrary();
 
-    // Indexes the roots of the settings that exist, in order. When the
+    // Indexes the roots of the settings that are folders, in order. When the
     // library can't be claimed, the toast says why and nothing starts.
     void startIndexing();
     // The roots startIndexing() would index now.

@@ -137,9 +137,9 @@ const QCommandLineOption databaseOption(QStringLiteral("database"),
                                         QStringLiteral("Use the library at PATH (same as -LarderDatabase PATH)."),
                                         QStringLiteral("PATH"));
 const QCommandLineOption rootsOption(QStringLiteral("roots"),
-                                     QStringLiteral("Index the folders A:B instead of the chosen ones "
-                                                    "(same as -LarderIndexRoots A:B)."),
-                                     QStringLiteral("A:B"));
+                                     QStringLiteral("Index FOLDER instead of the chosen ones; repeat it for "
+                                                    "more, or join them as A:B (same as -LarderIndexRoots)."),
+                                     QStringLiteral("FOLDER"));
 const QCommandLineOption helpOption({QStringLiteral("h"), QStringLiteral("help")},
                                     QStringLiteral("Show this help."));
 
@@ -159,8 +159,8 @@ QStringList launchArgumentsFromOptions(const QCommandLineParser &parser)
     QStringList launch;
     if (parser.isSet(databaseOption))
         launch << QStringLiteral("-LarderDatabase") << parser.value(databaseOption);
-    if (parser.isSet(rootsOption))
-        launch << QStringLiteral("-LarderIndexRoots") << parser.value(rootsOption);
+    for (const QString &root : parser.values(rootsOption))
+        launch << QStringLiteral("-LarderIndexRoots") << root;
     return launch;
 }
 
@@ -180,7 +180,7 @@ QString generalUsage()
     }
     stream << "\nOptions for every command:\n"
            << "  --database PATH   Use the library at PATH.\n"
-           << "  --roots A:B       Index these folders instead of the chosen ones.\n"
+           << "  --roots FOLDER    Index this folder instead of the chosen ones; repeat it for more.\n"
            << "  --json            Print the result as JSON (read commands).\n"
            << "  -h, --help        Show the help of a command.\n"
            << "  --version         Show Larder's version.\n\n"
@@ -227,8 +227,21 @@ int runCommandLine(const QStringList &arguments, QTextStream &out, QTextStream &
         out << context.helpText();
         return 0;
     }
+    // An empty --roots would quietly stand for the chosen folders.
+    for (const QString &root : parser.values(rootsOption)) {
+        if (root.split(u':', Qt::SkipEmptyParts).isEmpty())
+            return context.usageError(QStringLiteral("--roots needs a folder"));
+    }
 
-    Defaults::setStandardArguments(split.launch + launchArgumentsFromOptions(parser));
+    // An option replaces a launch argument of the same key, rather than
+    // joining it into a list.
+    const QStringList fromOptions = launchArgumentsFromOptions(parser);
+    QStringList launch;
+    for (qsizetype i = 0; i + 1 < split.launch.size(); i += 2) {
+        if (!fromOptions.contains(split.launch.at(i)))
+            launch << split.launch.at(i) << split.launch.at(i + 1);
+    }
+    Defaults::setStandardArguments(launch + fromOptions);
     try {
         return command->run(context);
     } catch (const DescribedError &error) {

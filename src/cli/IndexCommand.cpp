@@ -94,12 +94,15 @@ int runIndex(CommandContext &context)
     AppModel &model = context.library();
     QTextStream &err = context.err();
     for (const QString &root : context.settings().indexRoots()) {
-        if (!QFileInfo::exists(root))
+        const QFileInfo info(root);
+        if (!info.exists())
             err << "Leaving out “" << root << "”: there's no folder there.\n";
+        else if (!info.isDir())
+            err << "Leaving out “" << root << "”: it is not a folder.\n";
     }
     const QStringList roots = model.existingIndexRoots();
     if (roots.isEmpty())
-        return context.failure(QStringLiteral("There are no folders to index. Name them with --roots A:B."));
+        return context.failure(QStringLiteral("There are no folders to index. Name them with --roots FOLDER."));
 
     QEventLoop loop;
     // A stop before the library is up to date is an interruption; with

@@ -63,6 +63,7 @@ int runStatus(CommandContext &context)
             {QStringLiteral("lastError"), report.lastError ? QJsonValue(*report.lastError) : QJsonValue()},
             {QStringLiteral("lastErrorAt"), optionalNumber(report.lastErrorAt)},
             {QStringLiteral("skippedNames"), report.skippedNames},
+            {QStringLiteral("unreadableFolders"), report.unreadableFolders},
         });
         return 0;
     }
@@ -81,6 +82,8 @@ int runStatus(CommandContext &context)
     out << "Last error:       " << report.lastError.value_or(QStringLiteral("none")) << "\n";
     if (report.skippedNames > 0)
         out << "Names left out:   " << Format::count(report.skippedNames) << " (not valid UTF-8)\n";
+    if (report.unreadableFolders > 0)
+        out << "Folders left out: " << Format::count(report.unreadableFolders) << " (can't be read)\n";
     out.flush();
     return 0;
 }

@@ -1,4 +1,4 @@
-// `larder trash PATH...`: moves files to the Trash as the screens do, and
+// `larder trash PATH...`: moves files and folders to the Trash as the screens do, and
 // takes them out of the library at once.
 #include "cli/Command.h"
 
@@ -38,11 +38,11 @@ int runTrash(CommandContext &context)
             context.err() << "Couldn't move " << record.path << " to the Trash.\n";
     }
     context.err().flush();
-    if (outcome.moved == 0)
+    if (outcome.movedPaths.isEmpty())
         return context.failure(outcome.toast);
     context.out() << outcome.toast << "\n";
     // Some files stayed where they were: a script should know.
-    return outcome.moved == records.size() ? 0 : 1;
+    return outcome.movedPaths.size() == records.size() ? 0 : 1;
 }
 
 } // namespace
@@ -52,7 +52,7 @@ Command trashCommand()
     return {QStringLiteral("trash"),
             QStringLiteral("Move files to the Trash and take them out of the library."),
             [](QCommandLineParser &parser) {
-                parser.addPositionalArgument(QStringLiteral("PATH"), QStringLiteral("Files to move."),
+                parser.addPositionalArgument(QStringLiteral("PATH"), QStringLiteral("Files or folders to move."),
                                              QStringLiteral("PATH..."));
             },
             runTrash};

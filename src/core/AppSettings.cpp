@@ -3,6 +3,7 @@
 #include "core/Defaults.h"
 #include "core/Paths.h"
 
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QLocale>
 
@@ -107,8 +108,18 @@ void AppSettings::setThumbnailSize(double value)
 
 QStringList AppSettings::indexRoots() const
 {
-    const auto forced = m_defaults.string(QStringLiteral("LarderIndexRoots"));
-    if (forced && !forced->isEmpty())
-        return forced->split(u':', Qt::SkipEmptyParts);
-    return m_indexedFolders;
+    const QString key = QStringLiteral("LarderIndexRoots");
+    if (const auto forced = m_defaults.stringList(key)) {
+        QStringList roots = *forced;
+        roots.removeAll(QString());
+        return roots;
+    }
+    const auto forced = m_defaults.string(key);
+    if (!forced || forced->isEmpty())
+        return m_indexedFolders;
+    // One folder whose name holds a colon, or the older form of several
+    // folders joined by colons.
+    if (QFileInfo(*forced).isDir())
+        return {*forced};
+    return forced->split(u':', Qt::SkipEmptyParts);
 }

@@ -58,8 +58,9 @@ public:
     void setViewMode(const QString &value);
     void setThumbnailSize(double value);
 
-    // The folders to index: "LarderIndexRoots" split at ':' when it is a
-    // non-empty string, otherwise indexedFolders.
+    // The folders to index: those "LarderIndexRoots" names, one each when it
+    // is given more than once; given once, the folder it names or its parts
+    // split at ':'. Without it (or empty), indexedFolders.
     QStringList indexRoots() const;
 
 Q_SIGNALS:

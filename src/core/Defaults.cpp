@@ -31,12 +31,22 @@ bool isArgumentKey(const QString &flag)
 }
 
 // The launch arguments as keys and values; the pairs come from
-// splitArguments(), so each key is followed by its value.
-QHash<QString, QString> argumentValues(const QStringList &launch)
+// splitArguments(), so each key is followed by its value. A key given more
+// than once holds the list of its values.
+QHash<QString, QJsonValue> argumentValues(const QStringList &launch)
 {
-    QHash<QString, QString> values;
-    for (qsizetype i = 0; i + 1 < launch.size(); i += 2)
-        values.insert(launch.at(i).mid(1), launch.at(i + 1));
+    QHash<QString, QJsonValue> values;
+    for (qsizetype i = 0; i + 1 < launch.size(); i += 2) {
+        const QString key = launch.at(i).mid(1), given = launch.at(i + 1);
+        if (!values.contains(key)) {
+            values.insert(key, given);
+            continue;
+        }
+        QJsonValue &value = values[key];
+        QJsonArray list = value.isArray() ? value.toArray() : QJsonArray{value};
+        list.append(given);
+        value = list;
+    }
     return values;
 }
 
@@ -110,7 +120,7 @@ QJsonValue Defaults::value(const QString &key) const
 {
     const auto argument = m_arguments.constFind(key);
     if (argument != m_arguments.constEnd())
-        return QJsonValue(*argument);
+        return *argument;
     return m_values.value(key);
 }
 

@@ -16,7 +16,8 @@ class Defaults
 public:
     // filePath: the JSON file, created on the first write. arguments: the
     // process's launch arguments; each "-Key value" pair before a "--"
-    // becomes a string value that reads before the file.
+    // becomes a string value that reads before the file, and a key given
+    // more than once a list of strings.
     explicit Defaults(QString filePath, const QStringList &arguments = {});
 
     // The program's own store: Paths::settingsFile() with the launch arguments
@@ -66,7 +67,7 @@ private:
     void writeFile(const QJsonObject &object);
 
     QString m_filePath;
-    QHash<QString, QString> m_arguments;
+    QHash<QString, QJsonValue> m_arguments;
     QJsonObject m_values;
     QString m_lastWriteError;
 };

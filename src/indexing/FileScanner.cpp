@@ -19,6 +19,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 
 namespace {
 
@@ -114,6 +115,7 @@ struct FileScanner::Private
     QList<QPair<QString, QString>> agentFolders;
     QList<Pending> pending; // parallel to the batch
     qint64 skippedNames = 0;
+    QStringList unreadableFolders;
 
     Private()
     {
@@ -308,9 +310,15 @@ qint64 FileScanner::skippedNameCount() const
     return d->skippedNames;
 }
 
+QStringList FileScanner::unreadableFolders() const
+{
+    return d->unreadableFolders;
+}
+
 qint64 FileScanner::walk(const QString &root, int batchSize, const Flush &flush, const CancellationToken &token)
 {
     d->skippedNames = 0;
+    d->unreadableFolders.clear();
     d->pending.clear();
     d->recentlyUsed.refresh();
     const QString rootPath = QDir::cleanPath(QDir(root).absolutePath());
@@ -325,11 +333,15 @@ qint64 FileScanner::walk(const QString &root, int batchSize, const Flush &flush,
         QList<QByteArray> names;
         qsizetype next = 0;
     };
-    const auto listFolder = [](const QString &path) {
+    const auto listFolder = [this](const QString &path) {
         Frame frame{path, QFile::encodeName(path), {}, 0};
         DIR *dir = ::opendir(frame.encodedPath.constData());
-        if (!dir)
-            return frame; // unreadable: nothing in it is seen
+        if (!dir) {
+            // Nothing in it is seen. A folder that went meanwhile is no loss.
+            if (errno != ENOENT && errno != ENOTDIR)
+                d->unreadableFolders.append(path);
+            return frame;
+        }
         while (const dirent *entry = ::readdir(dir)) {
             // Hidden entries, "." and ".." included, are never walked.
             if (entry->d_name[0] == '.')

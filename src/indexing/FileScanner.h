@@ -10,6 +10,7 @@
 #include "store/FileRecord.h"
 
 #include <QList>
+#include <QStringList>
 #include <QString>
 
 #include <functional>
@@ -48,6 +49,9 @@ public:
     // Entries of the last walk whose names aren't valid UTF-8: they can't be
     // named again through the rest of the program, so they are left out.
     qint64 skippedNameCount() const;
+    // Folders of the last walk that couldn't be opened (no permission, or an
+    // error of the disk): their files are missing from it.
+    QStringList unreadableFolders() const;
 
 private:
     struct Private;

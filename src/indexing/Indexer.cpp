@@ -62,7 +62,7 @@ void Indexer::start(const QStringList &roots)
     for (const QString &root : roots)
         cleaned.append(QDir::cleanPath(QDir(root).absolutePath()));
     m_changes.setRoots(cleaned);
-    updateReport([&](IndexingReport &report) { report = IndexingReport{cleaned, now(), {}, {}, {}, 0}; });
+    updateReport([&](IndexingReport &report) { report = IndexingReport{cleaned, now(), {}, {}, {}, 0, 0}; });
     m_scan.start(cleaned);
     Q_EMIT activityChanged();
 }
@@ -110,12 +110,13 @@ bool Indexer::isIdle() const
     return !m_scan.isRunning() && !m_text.isRunning() && !m_changes.isBusy();
 }
 
-void Indexer::scanCompleted(qint64 skippedNames)
+void Indexer::scanCompleted(const LibraryScan::Tally &tally)
 {
-    m_skippedNames = skippedNames;
+    m_skippedNames = tally.skippedNames;
     updateReport([&](IndexingReport &report) {
         report.scannedAt = now();
-        report.skippedNames = skippedNames;
+        report.skippedNames = tally.skippedNames;
+        report.unreadableFolders = tally.unreadableFolders;
     });
     Q_EMIT scanFinished();
     Q_EMIT activityChanged();

@@ -79,7 +79,7 @@ Q_SIGNALS:
     void activityChanged();
 
 private:
-    void scanCompleted(qint64 skippedNames);
+    void scanCompleted(const LibraryScan::Tally &tally);
     // The last error, shown by the status and kept in the report.
     void record(const QString &error);
     void updateReport(const std::function<void(IndexingReport &)> &change);

@@ -53,6 +53,7 @@ IndexingReport IndexingReport::load(const QString &library)
         report.lastError = error.toString();
     report.lastErrorAt = number(object, "lastErrorAt");
     report.skippedNames = qint64(object.value(QLatin1String("skippedNames")).toDouble());
+    report.unreadableFolders = qint64(object.value(QLatin1String("unreadableFolders")).toDouble());
     return report;
 }
 
@@ -66,6 +67,7 @@ void IndexingReport::save(const QString &library) const
         object.insert(QLatin1String("lastError"), *lastError);
     put(object, "lastErrorAt", lastErrorAt);
     object.insert(QLatin1String("skippedNames"), double(skippedNames));
+    object.insert(QLatin1String("unreadableFolders"), double(unreadableFolders));
 
     QJsonObject all = readAll();
     all.insert(library, object);

@@ -1,6 +1,7 @@
 // What the latest indexing of a library came to, kept on disk so that a
 // later `larder status` can tell: when it ran, its last error, and how many
-// names its scan left out because they aren't valid UTF-8.
+// names its scan left out because they aren't valid UTF-8 and how many
+// folders because they couldn't be read.
 //
 // One JSON file, $XDG_STATE_HOME/Larder/indexing.json, holds a report per
 // library file, keyed by the library's path. It is rewritten atomically.
@@ -19,6 +20,7 @@ struct IndexingReport
     std::optional<QString> lastError;
     std::optional<double> lastErrorAt;
     qint64 skippedNames = 0; // in the last scan
+    qint64 unreadableFolders = 0; // in the last scan
 
     friend bool operator==(const IndexingReport &, const IndexingReport &) = default;
 

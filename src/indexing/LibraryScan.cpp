@@ -1,6 +1,7 @@
 #include "indexing/LibraryScan.h"
 
 #include "core/Errors.h"
+#include "core/Format.h"
 #include "indexing/CountedTasks.h"
 #include "indexing/FileScanner.h"
 #include "indexing/IndexingStatus.h"
@@ -10,6 +11,17 @@
 #include <QFileInfo>
 
 namespace {
+
+// One line for the folders a walk couldn't open.
+QString unreadableMessage(const QStringList &folders)
+{
+    if (folders.size() == 1)
+        return QStringLiteral("Couldn't read the folder “%1”, so its files are left out. Check its permissions.")
+            .arg(folders.first());
+    return QStringLiteral("Couldn't read %1 folders, such as “%2”, so their files are left out. "
+                          "Check their permissions.")
+        .arg(Format::count(folders.size()), folders.first());
+}
 
 // The name a root shows in the status line.
 QString displayName(const QString &root)
@@ -45,7 +57,7 @@ void LibraryScan::stop()
 void LibraryScan::scan(const QStringList &roots, const CancellationToken &token)
 {
     FileScanner scanner(&m_store);
-    qint64 skipped = 0;
+    Tally tally;
     for (const QString &root : roots) {
         // A replaced scan ends here: the scan that replaced it starts the
         // watcher and the extraction.
@@ -67,7 +79,11 @@ void LibraryScan::scan(const QStringList &roots, const CancellationToken &token)
                     });
                 },
                 token);
-            skipped += scanner.skippedNameCount();
+            tally.skippedNames += scanner.skippedNameCount();
+            if (const QStringList unreadable = scanner.unreadableFolders(); !unreadable.isEmpty()) {
+                tally.unreadableFolders += unreadable.size();
+                Tasks::deliver(this, [this, message = unreadableMessage(unreadable)] { Q_EMIT failed(message); });
+            }
             if (!token.isCancelled())
                 m_store.files().reconcile(root, seenAt);
         } catch (const DescribedError &error) {
@@ -80,9 +96,9 @@ void LibraryScan::scan(const QStringList &roots, const CancellationToken &token)
     if (token.isCancelled())
         return;
     m_whenComplete(roots, token);
-    Tasks::deliver(this, token, [this, skipped] {
+    Tasks::deliver(this, token, [this, tally] {
         m_status.bumpRevision();
         m_running = false;
-        Q_EMIT finished(skipped);
+        Q_EMIT finished(tally);
     });
 }

@@ -31,11 +31,18 @@ public:
     // From start until finished() or stop().
     bool isRunning() const { return m_running; }
 
+    // What a complete scan left out.
+    struct Tally
+    {
+        qint64 skippedNames = 0; // names that aren't valid UTF-8
+        qint64 unreadableFolders = 0;
+    };
+
 Q_SIGNALS:
-    // Every root was scanned. skippedNames: names left out because they
-    // aren't UTF-8.
-    void finished(qint64 skippedNames);
-    // A root couldn't be scanned; the next one was.
+    // Every root was scanned.
+    void finished(const LibraryScan::Tally &tally);
+    // A root couldn't be scanned, or a folder inside it couldn't be read;
+    // the scan went on.
     void failed(const QString &error);
 
 private:

@@ -10,6 +10,7 @@
 #include <QDBusPendingCallWatcher>
 #include <QDesktopServices>
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
@@ -37,6 +38,24 @@ void openFolders(const QList<FileRecord> &records)
     }
     for (const QString &folder : folders)
         QDesktopServices::openUrl(QUrl::fromLocalFile(folder));
+}
+
+struct FolderContents
+{
+    qint64 files = 0;
+    qint64 bytes = 0;
+};
+
+// Every file under the folder, hidden ones included, without following links.
+FolderContents folderContents(const QString &folder)
+{
+    FolderContents contents;
+    QDirIterator it(folder, QDir::Files | QDir::Hidden | QDir::System | QDir::NoSymLinks, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        ++contents.files;
+        contents.bytes += it.nextFileInfo().size();
+    }
+    return contents;
 }
 
 // A file manager that takes longer than this to answer is taken as absent.
@@ -75,22 +94,31 @@ QString FileActions::trashFailureToast()
 FileActions::TrashOutcome FileActions::trash(const QList<FileRecord> &records)
 {
     TrashOutcome outcome;
+    QStringList movedFolders;
     for (const FileRecord &record : records) {
+        const QFileInfo info(record.path);
+        // Counted before it goes: a folder frees the files inside it.
+        const std::optional<FolderContents> contents =
+            info.isDir() && !info.isSymLink() ? std::optional(folderContents(record.path)) : std::nullopt;
         if (!moveToTrash(record.path))
             continue;
         outcome.movedPaths.append(record.path);
-        outcome.bytes += record.size;
+        outcome.moved += contents ? contents->files : 1;
+        outcome.bytes += contents ? contents->bytes : record.size;
+        if (contents)
+            movedFolders.append(record.path);
     }
-    outcome.moved = int(outcome.movedPaths.size());
     // The library answers correctly at once instead of waiting for the
     // change events; a failure here is left to the next scan.
     try {
         m_store.files().deletePaths(outcome.movedPaths);
+        for (const QString &folder : std::as_const(movedFolders))
+            m_store.files().deleteFolder(folder);
     } catch (const DescribedError &) {
     }
     if (m_libraryChanged)
         m_libraryChanged();
-    outcome.toast = outcome.moved == 0 ? trashFailureToast() : trashToast(outcome.moved, outcome.bytes);
+    outcome.toast = outcome.movedPaths.isEmpty() ? trashFailureToast() : trashToast(outcome.moved, outcome.bytes);
     return outcome;
 }
 

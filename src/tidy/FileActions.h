@@ -26,16 +26,17 @@ public:
 
     struct TrashOutcome
     {
-        int moved = 0;
+        qint64 moved = 0; // files, counting those inside a folder that moved
         qint64 bytes = 0; // the sizes of the files that moved
-        QStringList movedPaths;
+        QStringList movedPaths; // as given: a folder's files aren't listed
         // "Moved 2 files to the Trash · 1.2 MB freed", or the failure text.
         QString toast;
     };
 
-    // Moves each file to the Trash in order; a file that can't be moved is
-    // passed over and stays listed. The moved files leave the library at
-    // once, and the library-changed callback runs so that every screen reloads.
+    // Moves each file or folder to the Trash in order; one that can't be
+    // moved is passed over and stays listed. What moved leaves the library
+    // at once, a folder with every file under it, and the library-changed
+    // callback runs so that every screen reloads.
     // Never throws.
     TrashOutcome trash(const QList<FileRecord> &records);
 

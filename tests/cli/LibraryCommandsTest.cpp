@@ -16,6 +16,8 @@
 
 #include <csignal>
 #include <fcntl.h>
+#include <linux/capability.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace {
@@ -122,7 +124,10 @@ TEST_F(LibraryCommandsTest, BadInputGetsAUsageErrorOrAFailure)
         {{"ls", "--limit", "0"}, 2, "'0' is not a positive number"},
         {{"index", "--roots", folder + "/nowhere"}, 1,
          "Leaving out “" + folder + "/nowhere”: there's no folder there.\n"
-                                    "There are no folders to index. Name them with --roots A:B.\n"},
+                                    "There are no folders to index. Name them with --roots FOLDER.\n"},
+        {{"index", "--roots", root + "/Documents/notes.txt"}, 1, "Leaving out “" + root + "/Documents/notes.txt”: it is not a folder.\n"},
+        {{"index", "--roots", ""}, 2, "--roots needs a folder"},
+        {{"index", "--roots", root, "--roots", ":"}, 2, "--roots needs a folder"},
     };
     for (const auto &[arguments, exitCode, message] : cases) {
         const auto result = larder(arguments);
@@ -130,7 +135,7 @@ TEST_F(LibraryCommandsTest, BadInputGetsAUsageErrorOrAFailure)
         EXPECT_TRUE(result.err.contains(message)) << result.err.toStdString();
     }
     const QJsonObject empty = json({"status"}).toObject();
-    EXPECT_TRUE(empty["files"].toInt(-1) == 0 && empty["indexedAt"].isNull());
+    EXPECT_TRUE(empty["files"].toInt(-1) == 0 && empty["indexedAt"].isNull()) << "nothing was indexed or recorded";
 }
 
 TEST_F(LibraryCommandsTest, IndexesTheTreeAndStatusTellsWhatItHolds)
@@ -140,9 +145,12 @@ TEST_F(LibraryCommandsTest, IndexesTheTreeAndStatusTellsWhatItHolds)
     const int fd = ::open(badName.constData(), O_CREAT | O_WRONLY, 0644);
     ASSERT_GE(fd, 0);
     ::close(fd);
-    const auto indexed = larder({"index", "--roots", root});
+    // --roots repeats, one folder each, so a name may hold a colon.
+    const QString colon = folder + "/odd:name";
+    writeFile(colon + "/extra.txt", "x");
+    const auto indexed = larder({"index", "--roots", root, "--roots", colon});
     ASSERT_EQ(indexed.exitCode, 0) << indexed.err.toStdString();
-    EXPECT_TRUE(indexed.out.contains("Indexed 1 folder: 4 files in the library.")
+    EXPECT_TRUE(indexed.out.contains("Indexed 2 folders: 5 files in the library.")
                 && indexed.out.contains("1 name was left out")) << indexed.out.toStdString();
     EXPECT_TRUE(indexed.err.isEmpty()) << "no progress line without a terminal: " << indexed.err.toStdString();
     EXPECT_TRUE(matches("quokka") == 1 && matches("marmalade") == 1) << "the PDF's and the note's words are searchable";
@@ -150,12 +158,39 @@ TEST_F(LibraryCommandsTest, IndexesTheTreeAndStatusTellsWhatItHolds)
     const QJsonObject status = json({"status"}).toObject();
     EXPECT_EQ(QJsonArray({status["files"], status["textQueue"], status["lastError"], status["skippedNames"],
                           status["roots"], status["kinds"].toArray().size()}),
-              QJsonArray({4, 0, QJsonValue::Null, 1, QJsonArray{root}, 3})) << "three kinds: archive, document, image";
+              QJsonArray({5, 0, QJsonValue::Null, 1, QJsonArray({root, colon}), 3})) << "archive, document, image";
 
     const QString text = larder({"status"}).out;
-    for (const char *line : {"Files:            4 (", "Waiting for text: 0\n", "Last error:       none\n",
+    for (const char *line : {"Files:            5 (", "Waiting for text: 0\n", "Last error:       none\n",
                              "Names left out:   1 (not valid UTF-8)\n"})
         EXPECT_TRUE(text.contains(QString::fromUtf8(line))) << text.toStdString();
+}
+
+// Root reads any folder; without its right to override file modes it is
+// refused like anybody else.
+TEST_F(LibraryCommandsTest, AnUnreadableFolderIsReportedAndCounted)
+{
+    const QString locked = root + "/Locked";
+    writeFile(locked + "/secret.txt", "x");
+    ASSERT_TRUE(QFile::setPermissions(locked, {}));
+    QProcess process;
+    process.setChildProcessModifier([] {
+        ::prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0);
+        ::prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH, 0, 0, 0);
+    });
+    process.start(LARDER_BINARY, {"index", "--roots", root, "--database", database});
+    ASSERT_TRUE(process.waitForFinished(60000));
+    QFile::setPermissions(locked, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    if (json({"ls", "--folder", locked}).toArray().size() == 1)
+        GTEST_SKIP() << "this process can read a folder of mode 000";
+
+    const QString err = QString::fromUtf8(process.readAllStandardError());
+    EXPECT_EQ(process.exitCode(), 1);
+    EXPECT_TRUE(err.contains("Couldn't read the folder “" + locked + "”")) << err.toStdString();
+    const QJsonObject status = json({"status"}).toObject();
+    EXPECT_EQ(status["unreadableFolders"].toInt(), 1);
+    EXPECT_TRUE(status["lastError"].toString().contains(locked)) << status["lastError"].toString().toStdString();
+    EXPECT_TRUE(larder({"status"}).out.contains("Folders left out: 1 (can't be read)\n"));
 }
 
 TEST_F(LibraryCommandsTest, WatchFollowsTheDiskAndAStopLosesNothing)

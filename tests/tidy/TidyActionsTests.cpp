@@ -105,7 +105,7 @@ TEST_F(TidyActionsTest, TrashMovesFilesIntoAFreshDataFolderAndOutOfTheLibraryAnd
 {
     const FileRecord a = file(u"a.txt"_s, QByteArray(1200, 'a')), b = file(u"b.txt"_s, QByteArray(800, 'b'));
     const FileRecord gone = file(u"gone.txt"_s, "c"), one = file(u"one.txt"_s, "1");
-    add({a, b, gone, one});
+    add({a, b, gone, one, file(u"dir/x.txt"_s, QByteArray(300, 'x')), file(u"dir/sub/y.txt"_s, QByteArray(200, 'y'))});
     QFile::remove(gone.path);
     // Without its data folder Qt would trash into the working folder.
     QProcessEnvironment environment;
@@ -118,6 +118,8 @@ TEST_F(TidyActionsTest, TrashMovesFilesIntoAFreshDataFolderAndOutOfTheLibraryAnd
     EXPECT_FALSE(QFile::exists(a.path));
     EXPECT_TRUE(QFile::exists(root + u"/not-yet/data/Trash/files/a.txt"_s));
     EXPECT_EQ(larder({u"trash"_s, one.path}).out, u"Moved 1 file to the Trash · 1 byte freed\n"_s);
+    EXPECT_EQ(larder({u"trash"_s, root + u"/dir"_s}).out, u"Moved 2 files to the Trash · 500 bytes freed\n"_s)
+        << "a folder counts the files inside it";
     EXPECT_EQ(IndexStore::open(QUrl::fromLocalFile(database))->stats().counts().files, 1) << "what stayed stays listed";
 
     const auto none = larder({u"trash"_s, root + u"/missing.txt"_s});
