@@ -2,6 +2,7 @@
 // reads the text inside waiting files, and exits when none is left; with
 // --watch it then follows the disk until Ctrl-C.
 #include "cli/Command.h"
+#include "cli/Printable.h"
 
 #include "app/AppModel.h"
 #include "core/AppSettings.h"
@@ -81,7 +82,7 @@ int runIndex(CommandContext &context)
     QTextStream &err = context.err();
     for (const QString &root : context.settings().indexRoots()) {
         if (!QFileInfo::exists(root))
-            err << "Leaving out “" << root << "”: there's no folder there.\n";
+            err << "Leaving out “" << printable(root) << "”: there's no folder there.\n";
     }
     const QStringList roots = model.existingIndexRoots();
     if (roots.isEmpty())
@@ -97,7 +98,7 @@ int runIndex(CommandContext &context)
         if (!status.lastError())
             return;
         context.endProgress();
-        err << *status.lastError() << "\n";
+        err << printable(*status.lastError()) << "\n";
         err.flush();
         failed = true;
     });
