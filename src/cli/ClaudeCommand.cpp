@@ -19,7 +19,7 @@ int runClaude(CommandContext &context)
 {
     const QString prompt = context.positional().join(u' ').trimmed();
     if (prompt.isEmpty())
-        return context.usageError(QStringLiteral("say what to ask"));
+        return context.usageError(QStringLiteral("missing PROMPT"));
 
     MessageRequest request;
     request.model = context.options().isSet(modelOption) ? context.options().value(modelOption)

@@ -1,5 +1,6 @@
 // `larder cleanup`: what could probably go, by category.
 #include "cli/Command.h"
+#include "cli/Printable.h"
 
 #include "cli/FileOutput.h"
 #include "app/AppModel.h"
@@ -57,7 +58,7 @@ int runCleanup(CommandContext &context)
             << Format::byteCount(category.bytes()) << "\n"
             << "  " << CleanupCategory::detail(category.kind) << "\n";
         for (const FileRecord &file : category.files)
-            out << "  " << file.path << "  " << Format::byteCount(file.size) << "\n";
+            out << "  " << printable(file.path) << "  " << Format::byteCount(file.size) << "\n";
         out << "\n";
     }
     out << Format::byteCount(total) << " you could probably free\n";

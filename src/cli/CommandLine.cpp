@@ -1,6 +1,7 @@
 #include "cli/CommandLine.h"
 
 #include "cli/Command.h"
+#include "cli/Printable.h"
 #include "app/AppModel.h"
 #include "core/AppSettings.h"
 #include "core/Defaults.h"
@@ -9,6 +10,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+
+#include <optional>
 
 #include <unistd.h>
 
@@ -88,7 +91,7 @@ void CommandContext::progress(const QString &line)
 {
     if (!isTerminal(stderr))
         return;
-    m_err << "\r\033[K" << line;
+    m_err << "\r\033[K" << printable(line);
     m_err.flush();
     m_progressShown = true;
 }
@@ -116,7 +119,7 @@ QString CommandContext::helpText() const
 int CommandContext::usageError(const QString &message)
 {
     endProgress();
-    m_err << "larder " << m_name << ": " << message << "\n\n" << helpText();
+    m_err << "larder " << m_name << ": " << printable(message) << "\n\n" << helpText();
     m_err.flush();
     return 2;
 }
@@ -124,7 +127,7 @@ int CommandContext::usageError(const QString &message)
 int CommandContext::failure(const QString &message)
 {
     endProgress();
-    m_err << message << "\n";
+    m_err << printable(message) << "\n";
     m_err.flush();
     return 1;
 }
@@ -142,6 +145,53 @@ const QCommandLineOption rootsOption(QStringLiteral("roots"),
                                      QStringLiteral("FOLDER"));
 const QCommandLineOption helpOption({QStringLiteral("h"), QStringLiteral("help")},
                                     QStringLiteral("Show this help."));
+
+// The one wording of usage errors: lower case, no closing stop, options with
+// their dashes ("unknown option '--frobnicate'"). Qt's parser words its own.
+QString parseProblem(const QCommandLineParser &parser)
+{
+    const QStringList unknown = parser.unknownOptionNames();
+    if (!unknown.isEmpty()) {
+        const QString &name = unknown.first();
+        return QStringLiteral("unknown option '%1%2'").arg(name.size() == 1 ? QStringLiteral("-") : QStringLiteral("--"), name);
+    }
+    QString text = parser.errorText();
+    if (text.endsWith(u'.'))
+        text.chop(1);
+    if (!text.isEmpty())
+        text[0] = text[0].toLower();
+    return text;
+}
+
+bool isGlobalOption(const QString &argument)
+{
+    for (const QCommandLineOption *option : {&databaseOption, &rootsOption}) {
+        const QString name = QStringLiteral("--") + option->names().first();
+        if (argument == name || argument.startsWith(name + u'='))
+            return true;
+    }
+    return false;
+}
+
+// --database and --roots may come before the command, as the help shows
+// them: "larder --database PATH status". Returns how many arguments they
+// take, or nullopt when the last of them lacks its value.
+std::optional<qsizetype> leadingGlobalOptions(const QStringList &arguments, QString &missing)
+{
+    qsizetype count = 0;
+    while (count < arguments.size() && isGlobalOption(arguments.at(count))) {
+        if (arguments.at(count).contains(u'=')) {
+            ++count;
+            continue;
+        }
+        if (count + 1 >= arguments.size()) {
+            missing = arguments.at(count);
+            return std::nullopt;
+        }
+        count += 2;
+    }
+    return count;
+}
 
 const Command *findCommand(const QString &name)
 {
@@ -191,7 +241,14 @@ QString generalUsage()
 int runCommandLine(const QStringList &arguments, QTextStream &out, QTextStream &err)
 {
     const Defaults::SplitArguments split = Defaults::splitArguments(arguments);
-    const QStringList &rest = split.rest;
+    QString missing;
+    const auto globalCount = leadingGlobalOptions(split.rest, missing);
+    if (!globalCount) {
+        err << "larder: missing value after '" << missing << "'\n\n" << generalUsage();
+        return 2;
+    }
+    const QStringList leading = split.rest.first(*globalCount);
+    const QStringList rest = split.rest.mid(*globalCount);
 
     if (rest.isEmpty() || rest.first() == QLatin1String("--help") || rest.first() == QLatin1String("-h")
         || rest.first() == QLatin1String("help")) {
@@ -207,7 +264,7 @@ int runCommandLine(const QStringList &arguments, QTextStream &out, QTextStream &
     if (!command) {
         const QString what = rest.first().startsWith(u'-') ? QStringLiteral("unknown option '%1'")
                                                           : QStringLiteral("unknown command '%1'");
-        err << "larder: " << what.arg(rest.first()) << "\n\n" << generalUsage();
+        err << "larder: " << printable(what.arg(rest.first())) << "\n\n" << generalUsage();
         return 2;
     }
 
@@ -219,10 +276,10 @@ int runCommandLine(const QStringList &arguments, QTextStream &out, QTextStream &
     command->configure(parser);
 
     QStringList parseArguments{QStringLiteral("larder ") + command->name};
-    parseArguments += rest.mid(1);
+    parseArguments += leading + rest.mid(1);
     CommandContext context(command->name, parser, out, err);
     if (!parser.parse(parseArguments))
-        return context.usageError(parser.errorText());
+        return context.usageError(parseProblem(parser));
     if (parser.isSet(helpOption)) {
         out << context.helpText();
         return 0;

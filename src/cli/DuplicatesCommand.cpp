@@ -1,6 +1,7 @@
 // `larder duplicates`: identical files, or similar photos, with the copy to
 // keep marked and the bytes the others take.
 #include "cli/Command.h"
+#include "cli/Printable.h"
 
 #include "cli/FileOutput.h"
 #include "app/AppModel.h"
@@ -83,7 +84,7 @@ int runDuplicates(CommandContext &context)
     for (const DuplicateGroup &group : groups) {
         out << groupHeading(group) << "\n";
         for (const FileRecord &file : group.files) {
-            out << (file.id == group.keeper.id ? "  keep   " : "  trash  ") << file.path << "  "
+            out << (file.id == group.keeper.id ? "  keep   " : "  trash  ") << printable(file.path) << "  "
                 << Format::byteCount(file.size) << "\n";
         }
         out << "\n";

@@ -1,5 +1,7 @@
 #include "cli/FileOutput.h"
 
+#include "cli/Printable.h"
+
 #include "core/ByteSize.h"
 #include "core/Format.h"
 
@@ -73,7 +75,7 @@ QString line(const FileRecord &r)
         ? QDateTime::fromMSecsSinceEpoch(qint64(*r.modified * 1000)).toString(QStringLiteral("yyyy-MM-dd"))
         : QStringLiteral("-");
     return fileKindRawValue(r.kind).leftJustified(9) + Format::byteCount(r.size).rightJustified(10) + QStringLiteral("  ")
-        + date.leftJustified(10) + QStringLiteral("  ") + r.path;
+        + date.leftJustified(10) + QStringLiteral("  ") + printable(r.path);
 }
 
 void addFilterOptions(QCommandLineParser &parser)

@@ -1,5 +1,7 @@
 #include "cli/HitText.h"
 
+#include "cli/Printable.h"
+
 #include "core/DownloadSources.h"
 #include "core/Format.h"
 
@@ -8,7 +10,7 @@
 
 QString snippetText(const QString &snippet, Emphasis emphasis)
 {
-    QString text = snippet.simplified();
+    QString text = printable(snippet.simplified());
     const bool bold = emphasis == Emphasis::terminalBold;
     text.replace(u'⟦', bold ? QStringLiteral("\x1b[1m") : QString());
     text.replace(u'⟧', bold ? QStringLiteral("\x1b[22m") : QString());
@@ -30,13 +32,13 @@ QString folderText(const QString &path, const QString &home)
 QString hitText(const FileHit &hit, Emphasis emphasis, const QString &home)
 {
     const FileRecord &file = hit.file;
-    QStringList facts{folderText(file.path, home), Format::byteCount(file.size)};
+    QStringList facts{printable(folderText(file.path, home)), Format::byteCount(file.size)};
     if (const auto date = file.modified ? file.modified : file.added)
         facts.append(QDateTime::fromMSecsSinceEpoch(qint64(*date * 1000)).toString(QStringLiteral("yyyy-MM-dd")));
     if (file.sourceID)
         facts.append(sourceDisplayName(*file.sourceID));
 
-    QString text = file.name + u'\n' + QStringLiteral("    ") + facts.join(QStringLiteral(" · ")) + u'\n';
+    QString text = printable(file.name) + u'\n' + QStringLiteral("    ") + facts.join(QStringLiteral(" · ")) + u'\n';
     if (hit.snippet)
         text += QStringLiteral("    ") + snippetText(*hit.snippet, emphasis) + u'\n';
     return text;

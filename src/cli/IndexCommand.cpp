@@ -2,6 +2,7 @@
 // reads the text inside waiting files, and exits when none is left; with
 // --watch it then follows the disk until Ctrl-C.
 #include "cli/Command.h"
+#include "cli/Printable.h"
 
 #include "app/AppModel.h"
 #include "core/AppSettings.h"
@@ -96,9 +97,11 @@ int runIndex(CommandContext &context)
     for (const QString &root : context.settings().indexRoots()) {
         const QFileInfo info(root);
         if (!info.exists())
-            err << "Leaving out “" << root << "”: there's no folder there.\n";
+            err << "Leaving out “" << printable(root) << "”: there's no folder there.
+";
         else if (!info.isDir())
-            err << "Leaving out “" << root << "”: it is not a folder.\n";
+            err << "Leaving out “" << printable(root) << "”: it is not a folder.
+";
     }
     const QStringList roots = model.existingIndexRoots();
     if (roots.isEmpty())
@@ -141,7 +144,7 @@ int runIndex(CommandContext &context)
         if (!status.lastError())
             return;
         context.endProgress();
-        err << *status.lastError() << "\n";
+        err << printable(*status.lastError()) << "\n";
         err.flush();
         failed = true;
     });

@@ -1,5 +1,6 @@
 // `larder info`: which library is in use and what it holds.
 #include "cli/Command.h"
+#include "cli/Printable.h"
 
 #include "app/AppModel.h"
 #include "store/IndexStore.h"
@@ -35,13 +36,13 @@ int runInfo(CommandContext &context)
         });
     } else {
         QTextStream &out = context.out();
-        out << "Library:        " << (inMemory ? QStringLiteral("in memory") : database) << "\n"
+        out << "Library:        " << (inMemory ? QStringLiteral("in memory") : printable(database)) << "\n"
             << "Schema version: " << version << "\n"
             << "Files:          " << counts.files << "\n"
             << "Passages:       " << counts.passages << "\n"
             << "Meetings:       " << counts.meetings << "\n";
         if (failure)
-            out << "Wanted:         " << database << " (couldn't be opened)\n";
+            out << "Wanted:         " << printable(database) << " (couldn't be opened)\n";
         out.flush();
     }
     if (failure)

@@ -107,7 +107,7 @@ int runKey(CommandContext &context)
 {
     const QStringList arguments = context.positional();
     if (arguments.size() != 1)
-        return context.usageError(arguments.isEmpty() ? QStringLiteral("say what to do: set, check or remove")
+        return context.usageError(arguments.isEmpty() ? QStringLiteral("missing set, check or remove")
                                                       : QStringLiteral("unexpected argument '%1'").arg(arguments.at(1)));
     const QString action = arguments.first();
     if (action == QLatin1String("set"))
@@ -116,7 +116,7 @@ int runKey(CommandContext &context)
         return checkKey(context);
     if (action == QLatin1String("remove"))
         return removeKey(context);
-    return context.usageError(QStringLiteral("unknown action '%1'").arg(action));
+    return context.usageError(QStringLiteral("unknown action '%1' (set, check or remove)").arg(action));
 }
 
 } // namespace

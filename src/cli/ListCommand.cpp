@@ -31,7 +31,7 @@ int runList(CommandContext &context)
     bool isNumber = false;
     const int limit = parser.value(limitOption).toInt(&isNumber);
     if (!isNumber || limit < 1)
-        return context.usageError(QStringLiteral("'%1' is not a positive number").arg(parser.value(limitOption)));
+        return context.usageError(QStringLiteral("'%1' is not a whole number above 0").arg(parser.value(limitOption)));
 
     const QList<FileRecord> records = context.library().store().files().list(filter, *sort, limit);
 

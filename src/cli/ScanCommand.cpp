@@ -1,6 +1,7 @@
 // `larder scan FOLDER`: file facts only, no text. Walks one folder into the
 // library as a root and removes what has gone from it.
 #include "cli/Command.h"
+#include "cli/Printable.h"
 
 #include "app/AppModel.h"
 #include "core/Format.h"
@@ -59,7 +60,7 @@ int runScan(CommandContext &context)
         return 0;
     }
     QTextStream &out = context.out();
-    out << "Scanned " << root << ": " << Format::count(found) << (found == 1 ? " file" : " files") << " found, "
+    out << "Scanned " << printable(root) << ": " << Format::count(found) << (found == 1 ? " file" : " files") << " found, "
         << Format::count(removed) << " removed.\n";
     if (skipped > 0)
         out << Format::count(skipped) << (skipped == 1 ? " name was" : " names were")

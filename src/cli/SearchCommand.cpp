@@ -1,6 +1,7 @@
 // `larder search TEXT`: a plain-English request read on the machine and run
 // against the library, as the search screen's instant results are.
 #include "cli/Command.h"
+#include "cli/Printable.h"
 
 #include "cli/HitText.h"
 #include "cli/SearchJson.h"
@@ -25,11 +26,11 @@ int runSearch(CommandContext &context)
 {
     const QStringList words = context.positional();
     if (words.isEmpty())
-        return context.usageError(QStringLiteral("missing the text to search for"));
+        return context.usageError(QStringLiteral("missing TEXT"));
     bool ok = false;
     const int limit = context.options().value(limitOption).toInt(&ok);
     if (!ok || limit < 1)
-        return context.usageError(QStringLiteral("--limit takes a whole number above 0"));
+        return context.usageError(QStringLiteral("'%1' is not a whole number above 0").arg(context.options().value(limitOption)));
 
     const QString text = words.join(u' ');
     // Blank text asks for nothing in particular: the newest files.
@@ -67,7 +68,7 @@ int runSearch(CommandContext &context)
         if (chips.isEmpty())
             out << " any file";
         for (const FilterChip &chip : chips)
-            out << "\n  " << chip.label;
+            out << "\n  " << printable(chip.label);
         out << "\n\n";
     }
     if (hits.isEmpty()) {
@@ -105,7 +106,7 @@ Command searchCommand()
                 parser.addOption(jsonOption);
                 parser.addOption(limitOption);
                 parser.addOption(explainOption);
-                parser.addPositionalArgument(QStringLiteral("text"), QStringLiteral("What to look for, in English."),
+                parser.addPositionalArgument(QStringLiteral("TEXT"), QStringLiteral("What to look for, in English."),
                                              QStringLiteral("TEXT..."));
             },
             runSearch};

@@ -1,6 +1,7 @@
 // `larder status`: what the library holds by kind, how many files still
 // wait for their text, and how the latest indexing went.
 #include "cli/Command.h"
+#include "cli/Printable.h"
 
 #include "app/AppModel.h"
 #include "core/Format.h"
@@ -24,7 +25,7 @@ QJsonValue optionalNumber(const std::optional<double> &value)
 
 QString dateText(double seconds)
 {
-    return Format::locale().toString(QDateTime::fromMSecsSinceEpoch(qint64(seconds * 1000)), QLocale::ShortFormat);
+    return Format::dateTime(QDateTime::fromMSecsSinceEpoch(qint64(seconds * 1000)));
 }
 
 int runStatus(CommandContext &context)
@@ -75,11 +76,11 @@ int runStatus(CommandContext &context)
             << "  " << Format::byteCount(stat.bytes) << "\n";
     out << "Waiting for text: " << Format::count(waiting) << "\n";
     if (report.startedAt)
-        out << "Last indexing:    " << dateText(*report.startedAt) << " (" << report.roots.join(QStringLiteral(", "))
+        out << "Last indexing:    " << dateText(*report.startedAt) << " (" << printable(report.roots.join(QStringLiteral(", ")))
             << ")\n";
     else
         out << "Last indexing:    never\n";
-    out << "Last error:       " << report.lastError.value_or(QStringLiteral("none")) << "\n";
+    out << "Last error:       " << printable(report.lastError.value_or(QStringLiteral("none"))) << "\n";
     if (report.skippedNames > 0)
         out << "Names left out:   " << Format::count(report.skippedNames) << " (not valid UTF-8)\n";
     if (report.unreadableFolders > 0)

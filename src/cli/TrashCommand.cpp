@@ -1,6 +1,7 @@
 // `larder trash PATH...`: moves files and folders to the Trash as the screens do, and
 // takes them out of the library at once.
 #include "cli/Command.h"
+#include "cli/Printable.h"
 
 #include "app/AppModel.h"
 #include "store/IndexStore.h"
@@ -35,12 +36,12 @@ int runTrash(CommandContext &context)
     const FileActions::TrashOutcome outcome = app.fileActions().trash(records);
     for (const FileRecord &record : records) {
         if (!outcome.movedPaths.contains(record.path))
-            context.err() << "Couldn't move " << record.path << " to the Trash.\n";
+            context.err() << "Couldn't move " << printable(record.path) << " to the Trash.\n";
     }
     context.err().flush();
     if (outcome.movedPaths.isEmpty())
         return context.failure(outcome.toast);
-    context.out() << outcome.toast << "\n";
+    context.out() << printable(outcome.toast) << "\n";
     // Some files stayed where they were: a script should know.
     return outcome.movedPaths.size() == records.size() ? 0 : 1;
 }

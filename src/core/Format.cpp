@@ -1,5 +1,7 @@
 #include "core/Format.h"
 
+#include <QRegularExpression>
+
 #include <cmath>
 
 namespace Format {
@@ -19,8 +21,6 @@ QString count(qint64 value)
 
 QString byteCount(qint64 bytes, const QLocale &locale)
 {
-    if (bytes == 0)
-        return QStringLiteral("Zero KB");
     const qint64 magnitude = bytes < 0 ? -bytes : bytes;
     if (magnitude < 1000)
         return magnitude == 1 ? locale.toString(bytes) + QStringLiteral(" byte")
@@ -48,6 +48,18 @@ QString byteCount(qint64 bytes, const QLocale &locale)
     if (unit->decimals > 0 && number.endsWith(zeroTail))
         number.chop(zeroTail.size());
     return number + u' ' + QLatin1String(unit->name);
+}
+
+QString dateTime(const QDateTime &time, const QLocale &locale)
+{
+    // Qt knows a long and a short style; the medium one is the long date
+    // without its weekday, the month's name abbreviated.
+    QString date = locale.dateFormat(QLocale::LongFormat);
+    static const QRegularExpression weekday(QStringLiteral("d{4}[^dMy]*"));
+    date.remove(weekday);
+    date.replace(QLatin1String("MMMM"), QLatin1String("MMM"));
+    return locale.toString(time, date.trimmed()) + QStringLiteral(", ")
+        + locale.toString(time.time(), QLocale::ShortFormat);
 }
 
 } // namespace Format

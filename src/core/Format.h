@@ -1,6 +1,7 @@
 // The one formatter for numbers and byte counts shown to people.
 #pragma once
 
+#include <QDateTime>
 #include <QLocale>
 #include <QString>
 
@@ -13,8 +14,12 @@ QLocale locale();
 // 12345 -> "12,345" in the display locale.
 QString count(qint64 value);
 
-// Byte counts in decimal units, file style: "Zero KB", "1 byte", "999 bytes",
+// Byte counts in decimal units, file style: "0 bytes", "1 byte", "999 bytes",
 // "12 KB", "1.2 MB", "3.45 GB".
 QString byteCount(qint64 bytes, const QLocale &locale = Format::locale());
+
+// A date and time in the locale's medium style, the month named and the
+// year in full: "Nov 23, 2026, 4:38 AM", "23. Nov. 2026, 04:38".
+QString dateTime(const QDateTime &time, const QLocale &locale = Format::locale());
 
 } // namespace Format

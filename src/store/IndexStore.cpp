@@ -4,10 +4,33 @@
 
 #include "core/Paths.h"
 
+#include <QFile>
 #include <QFileInfo>
 
 #include <filesystem>
 #include <system_error>
+
+#include <unistd.h>
+
+namespace {
+
+SQLiteDatabase::Access accessFor(const QString &path)
+{
+    // A library on a read-only mount, or in a folder the user can't write,
+    // can still be searched.
+    const QByteArray file = QFile::encodeName(path);
+    const QByteArray folder = QFile::encodeName(QFileInfo(path).absolutePath());
+    if (::access(file.constData(), F_OK) != 0)
+        return SQLiteDatabase::Access::readWrite;
+    if (::access(folder.constData(), W_OK) == 0)
+        return ::access(file.constData(), W_OK) == 0 ? SQLiteDatabase::Access::readWrite : SQLiteDatabase::Access::readOnly;
+    // WAL reads need its index beside the file; without one, nobody can be
+    // writing to the library, so it's read as it stands.
+    return QFileInfo::exists(path + QStringLiteral("-shm")) ? SQLiteDatabase::Access::readOnly
+                                                           : SQLiteDatabase::Access::readOnlyUnchanging;
+}
+
+} // namespace
 
 IndexStore::IndexStore(std::shared_ptr<SQLiteDatabase> database)
     : m_db(std::move(database))
@@ -26,10 +49,11 @@ std::unique_ptr<IndexStore> IndexStore::open(const QUrl &url)
         throw FileSystemError(QStringLiteral("Couldn't create the folder “%1”: %2.")
                                   .arg(folder, QString::fromStdString(error.message())));
     }
-    auto store = std::make_unique<IndexStore>(std::make_shared<SQLiteDatabase>(path));
+    auto store = std::make_unique<IndexStore>(std::make_shared<SQLiteDatabase>(path, accessFor(path)));
     store->migrate();
     return store;
 }
+
 
 std::unique_ptr<IndexStore> IndexStore::openInMemory()
 {

@@ -30,7 +30,9 @@ public:
     explicit IndexStore(std::shared_ptr<SQLiteDatabase> database);
 
     // Creates the folder that holds the file (with its parents), opens the
-    // database on it and migrates it. Throws FileSystemError or SQLiteError.
+    // database on it and migrates it. A file that can't be written (a
+    // read-only mount or folder) is opened for reading only. Throws
+    // FileSystemError or SQLiteError.
     static std::unique_ptr<IndexStore> open(const QUrl &url);
     // An empty library in memory, migrated.
     static std::unique_ptr<IndexStore> openInMemory();

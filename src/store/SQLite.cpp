@@ -2,6 +2,7 @@
 
 #include <QLocale>
 #include <QStringEncoder>
+#include <QUrl>
 
 #include <sqlite3.h>
 
@@ -272,7 +273,7 @@ void SQLiteDatabase::finalizeStatements()
     m_statements.clear();
 }
 
-SQLiteDatabase::SQLiteDatabase(const QString &path)
+SQLiteDatabase::SQLiteDatabase(const QString &path, Access access)
     : m_path(path)
 {
     if (!sqlite3_compileoption_used("ENABLE_FTS5")) {
@@ -280,9 +281,14 @@ SQLiteDatabase::SQLiteDatabase(const QString &path)
                           QStringLiteral("this SQLite library has no FTS5 full-text search; "
                                          "install a SQLite built with FTS5 (Debian's libsqlite3-0 has it)"));
     }
-    const QByteArray utf8 = path.toUtf8();
-    const int code = sqlite3_open_v2(utf8.constData(), &m_handle,
-                                     SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr);
+    const bool writable = access == Access::readWrite;
+    QByteArray name = path.toUtf8();
+    if (!writable) {
+        name = QUrl::fromLocalFile(path).toEncoded()
+            + (access == Access::readOnlyUnchanging ? "?mode=ro&immutable=1" : "?mode=ro");
+    }
+    const int flags = writable ? SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE : SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
+    const int code = sqlite3_open_v2(name.constData(), &m_handle, flags | SQLITE_OPEN_FULLMUTEX, nullptr);
     if (code != SQLITE_OK) {
         const QString message = m_handle ? QString::fromUtf8(sqlite3_errmsg(m_handle))
                                          : QStringLiteral("unable to open database");
@@ -293,7 +299,9 @@ SQLiteDatabase::SQLiteDatabase(const QString &path)
     sqlite3_busy_timeout(m_handle, 5000);
     try {
         std::lock_guard guard(m_lock);
-        execute(QStringLiteral("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA foreign_keys = ON;"));
+        if (writable)
+            execute(QStringLiteral("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;"));
+        execute(QStringLiteral("PRAGMA foreign_keys = ON;"));
         // Reading the file through a memory map rather than read() calls
         // takes a fifth off a full-text search on a large library. SQLite
         // maps at most this much (its default limit) and only as much as

@@ -126,10 +126,20 @@ private:
 class SQLiteDatabase
 {
 public:
-    // Opens read-write, creating the file, and sets WAL with normal syncing.
+    enum class Access {
+        // Creates the file when it's missing, and sets WAL with normal syncing.
+        readWrite,
+        // For a file that can't be written: only reads, and changes nothing
+        // on disk, not even the journal mode.
+        readOnly,
+        // Read-only where not even WAL's index can be made beside the file
+        // (a read-only folder without one): the file is taken as unchanging.
+        readOnlyUnchanging,
+    };
+
     // ":memory:" opens an in-memory database. Fails when this SQLite has no
     // FTS5 full-text search.
-    explicit SQLiteDatabase(const QString &path);
+    explicit SQLiteDatabase(const QString &path, Access access = Access::readWrite);
     ~SQLiteDatabase();
 
     SQLiteDatabase(const SQLiteDatabase &) = delete;

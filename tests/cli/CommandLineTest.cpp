@@ -18,11 +18,14 @@ TEST(LarderCommand, HelpVersionAndUsageErrors)
     // The arguments, the exit status and the first line shown.
     const std::tuple<QStringList, int, QString> cases[] = {
         {{"--version"}, 0, "larder " LARDER_VERSION},
+        {{}, 0, "Usage: larder [COMMAND] [OPTIONS]"},
         {{"--help"}, 0, "Usage: larder [COMMAND] [OPTIONS]"},
         {{"info", "--help"}, 0, "Usage: larder info [options]"},
         {{"frobnicate"}, 2, "larder: unknown command 'frobnicate'"},
         {{"--frobnicate"}, 2, "larder: unknown option '--frobnicate'"},
-        {{"info", "--frobnicate"}, 2, "larder info: Unknown option 'frobnicate'."},
+        {{"info", "--frobnicate"}, 2, "larder info: unknown option '--frobnicate'"},
+        {{"info", "--database"}, 2, "larder info: missing value after '--database'"},
+        {{"--database"}, 2, "larder: missing value after '--database'"},
         {{"info", "extra"}, 2, "larder info: unexpected argument 'extra'"},
     };
     for (const auto &[arguments, exitCode, firstLine] : cases) {
@@ -30,7 +33,7 @@ TEST(LarderCommand, HelpVersionAndUsageErrors)
         EXPECT_EQ(result.exitCode, exitCode) << firstLine.toStdString();
         const QString &shown = exitCode == 0 ? result.out : result.err;
         EXPECT_EQ(shown.section(u'\n', 0, 0), firstLine);
-        EXPECT_EQ(shown.contains("Usage: larder"), exitCode != 0 || arguments.contains("--help"));
+        EXPECT_EQ(shown.contains("Usage: larder"), exitCode != 0 || arguments.contains("--help") || arguments.isEmpty());
         EXPECT_TRUE((exitCode == 0 ? result.err : result.out).isEmpty());
     }
 }
@@ -45,9 +48,11 @@ TEST(LarderCommand, InfoReportsTheLibraryAsJson)
     EXPECT_EQ(QJsonArray({info["database"], info["schemaVersion"], info["inMemoryFallback"]}),
               QJsonArray({path, 1, false}));
 
-    // The launch-argument form names the same library.
-    const auto plain = runLarder({"-LarderDatabase", path, "info"});
-    EXPECT_TRUE(plain.exitCode == 0 && plain.out.contains(path)) << plain.out.toStdString();
+    // The launch-argument form and the option before the command name the same library.
+    for (const QStringList &arguments : {QStringList{"-LarderDatabase", path, "info"}, {"--database", path, "info"}}) {
+        const auto plain = runLarder(arguments);
+        EXPECT_TRUE(plain.exitCode == 0 && plain.out.contains(path)) << plain.err.toStdString();
+    }
 }
 
 TEST(LarderCommand, ALibraryThatCannotBeOpenedEndsEveryCommandWithTheReason)

@@ -41,7 +41,22 @@ protected:
     }
 
     // The temporary folder's clean-up can't name it through Qt.
-    void TearDown() override { ::unlink(badName.constData()); }
+    void TearDown() override
+    {
+        ::unlink(badName.constData());
+        setWritable(true);
+    }
+
+    // Read-only for root too, which file modes don't stop.
+    void setWritable(bool writable)
+    {
+        for (const QString &path : {database, folder}) {
+            if (::geteuid() == 0)
+                QProcess::execute("chattr", {writable ? "-i" : "+i", path});
+            QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::ExeOwner
+                                            | (writable ? QFileDevice::WriteOwner : QFileDevice::Permissions()));
+        }
+    }
 
     TestEnvironment::ProgramResult larder(QStringList arguments)
     {
@@ -121,7 +136,9 @@ TEST_F(LibraryCommandsTest, BadInputGetsAUsageErrorOrAFailure)
         {{"ls", "--kind", "gadget"}, 2, "unknown kind 'gadget'"},
         {{"ls", "--sort", "newest"}, 2, "unknown order 'newest'"},
         {{"ls", "--min-size", "lots"}, 2, "'lots' is not a size"},
-        {{"ls", "--limit", "0"}, 2, "'0' is not a positive number"},
+        {{"ls", "--limit", "0"}, 2, "'0' is not a whole number above 0"},
+        {{"search", "x", "--limit", "ten"}, 2, "'ten' is not a whole number above 0"},
+        {{"search"}, 2, "missing TEXT"},
         {{"index", "--roots", folder + "/nowhere"}, 1,
          "Leaving out “" + folder + "/nowhere”: there's no folder there.\n"
                                     "There are no folders to index. Name them with --roots FOLDER.\n"},
@@ -191,6 +208,32 @@ TEST_F(LibraryCommandsTest, AnUnreadableFolderIsReportedAndCounted)
     EXPECT_EQ(status["unreadableFolders"].toInt(), 1);
     EXPECT_TRUE(status["lastError"].toString().contains(locked)) << status["lastError"].toString().toStdString();
     EXPECT_TRUE(larder({"status"}).out.contains("Folders left out: 1 (can't be read)\n"));
+}
+
+// Control characters in a name are shown escaped, so a name can neither
+// colour the terminal nor break a line; JSON keeps the name as it is.
+TEST_F(LibraryCommandsTest, NamesCannotControlTheTerminal)
+{
+    const QString name = "ctrl\x01\x1b[31mred\nline.txt";
+    writeFile(root + "/Documents/" + name, "A marmalade recipe with oranges.");
+    ASSERT_EQ(larder({"index", "--roots", root}).exitCode, 0);
+    for (const QStringList &arguments : {QStringList{"ls", "--ext", "txt"}, {"search", "marmalade"}}) {
+        const QString out = larder(arguments).out;
+        EXPECT_TRUE(out.contains("ctrl\\x01\\x1b[31mred\\nline.txt")) << out.toStdString();
+        EXPECT_FALSE(out.contains(u'\x1b') || out.contains(u'\x01')) << arguments.first().toStdString();
+    }
+    EXPECT_EQ(json({"ls", "--ext", "txt", "--sort", "name"})[0]["name"], name);
+}
+
+// A library that can't be written, like one on a read-only mount, can still
+// be searched.
+TEST_F(LibraryCommandsTest, AReadOnlyLibraryCanBeSearched)
+{
+    ASSERT_EQ(larder({"index", "--roots", root}).exitCode, 0);
+    setWritable(false);
+    const auto found = larder({"search", "marmalade"});
+    EXPECT_TRUE(found.exitCode == 0 && found.out.startsWith("notes.txt\n")) << found.err.toStdString();
+    EXPECT_EQ(json({"status"})["files"].toInt(), 3);
 }
 
 TEST_F(LibraryCommandsTest, WatchFollowsTheDiskAndAStopLosesNothing)

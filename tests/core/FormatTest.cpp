@@ -10,13 +10,26 @@ TEST(Format, ByteCountsInDecimalFileStyle)
 {
     const QLocale english(QLocale::English, QLocale::UnitedStates);
     const std::pair<qint64, QString> cases[] = {
-        {0, "Zero KB"}, {1, "1 byte"}, {999, "999 bytes"}, {1000, "1 KB"}, {1499, "1 KB"}, {999499, "999 KB"},
+        {0, "0 bytes"}, {1, "1 byte"}, {999, "999 bytes"}, {1000, "1 KB"}, {1499, "1 KB"}, {999499, "999 KB"},
         {1000000, "1 MB"}, {1250000, "1.3 MB"}, {123456789, "123.5 MB"}, {1000000000, "1 GB"}, {3456789012, "3.46 GB"},
         {2000000000000, "2 TB"},
     };
     for (const auto &[bytes, text] : cases)
         EXPECT_EQ(Format::byteCount(bytes, english), text) << bytes;
     EXPECT_EQ(Format::byteCount(1250000, QLocale(QLocale::German, QLocale::Germany)), "1,3 MB");
+}
+
+// A date and time with the month named, in the locale's order; no two-digit years.
+TEST(Format, DatesInTheLocalesMediumStyle)
+{
+    const QDateTime time(QDate(2026, 11, 23), QTime(4, 38));
+    const std::pair<QLocale, QString> cases[] = {
+        {QLocale(QLocale::English, QLocale::UnitedStates), "Nov 23, 2026, 4:38 AM"},
+        {QLocale(QLocale::English, QLocale::UnitedKingdom), "23 Nov 2026, 04:38"},
+        {QLocale(QLocale::German, QLocale::Germany), "23. Nov. 2026, 04:38"},
+    };
+    for (const auto &[locale, text] : cases)
+        EXPECT_EQ(Format::dateTime(time, locale), text) << locale.name().toStdString();
 }
 
 // Decimal fractions count exactly: in binary floating point 8.11k is
