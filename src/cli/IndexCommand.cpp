@@ -97,11 +97,9 @@ int runIndex(CommandContext &context)
     for (const QString &root : context.settings().indexRoots()) {
         const QFileInfo info(root);
         if (!info.exists())
-            err << "Leaving out “" << printable(root) << "”: there's no folder there.
-";
+            err << "Leaving out “" << printable(root) << "”: there's no folder there.\n";
         else if (!info.isDir())
-            err << "Leaving out “" << printable(root) << "”: it is not a folder.
-";
+            err << "Leaving out “" << printable(root) << "”: it is not a folder.\n";
     }
     const QStringList roots = model.existingIndexRoots();
     if (roots.isEmpty())
