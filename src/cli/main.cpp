@@ -1,4 +1,5 @@
 #include "cli/CommandLine.h"
+#include "core/MessageLog.h"
 
 #include <QCoreApplication>
 
@@ -6,6 +7,7 @@
 
 int main(int argc, char *argv[])
 {
+    MessageLog::install();
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Larder"));
     QCoreApplication::setApplicationVersion(QStringLiteral(LARDER_VERSION));

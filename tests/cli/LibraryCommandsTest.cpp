@@ -225,6 +225,28 @@ TEST_F(LibraryCommandsTest, NamesCannotControlTheTerminal)
     EXPECT_EQ(json({"ls", "--ext", "txt", "--sort", "name"})[0]["name"], name);
 }
 
+// A picture that makes the image decoder complain (an ancillary chunk with a
+// wrong checksum) leaves the terminal to Larder's own lines; the complaint
+// goes to the message log.
+TEST_F(LibraryCommandsTest, LibraryWarningsStayOffTheTerminal)
+{
+    QFile png(root + "/Pictures/Screenshot from 2024-05-01.png");
+    ASSERT_TRUE(png.open(QIODevice::ReadWrite));
+    QByteArray bytes = png.readAll();
+    const QByteArray text = QByteArray("\0\0\0\x0dtEXtComment\0hello\x12\x34\x56\x78", 25);
+    bytes.insert(33, text); // after the signature and the header chunk
+    png.seek(0);
+    png.write(bytes);
+    png.close();
+    ASSERT_EQ(larder({"index", "--roots", root}).exitCode, 0);
+    const auto similar = larder({"duplicates", "--similar"});
+    EXPECT_EQ(similar.exitCode, 0);
+    EXPECT_FALSE(similar.err.contains("libpng")) << similar.err.toStdString();
+    QFile log(qEnvironmentVariable("XDG_STATE_HOME") + "/Larder/messages.log");
+    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(log.readAll().contains("libpng warning: tEXt: CRC error"));
+}
+
 // A library that can't be written, like one on a read-only mount, can still
 // be searched.
 TEST_F(LibraryCommandsTest, AReadOnlyLibraryCanBeSearched)
