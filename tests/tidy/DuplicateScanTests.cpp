@@ -67,6 +67,9 @@ TEST(FeaturePrint, NearDuplicatesFallUnderTheThresholdAndDifferentPhotosStayAbov
             ASSERT_TRUE(variant.make(original).save(work + u"/variant.jpg"_s, "JPEG", variant.quality));
             EXPECT_LT(FeaturePrint::distance(print, printOf(work + u"/variant.jpg"_s)), threshold) << name.toStdString() << " " << variant.name;
         }
+        // The same layout of light in other colours is another picture.
+        ASSERT_TRUE(original.rgbSwapped().save(work + u"/tinted.jpg"_s, "JPEG", 90));
+        EXPECT_GE(FeaturePrint::distance(print, printOf(work + u"/tinted.jpg"_s)), threshold) << name.toStdString();
     }
     for (qsizetype i = 0; i < originals.size(); ++i) {
         for (qsizetype j = i + 1; j < originals.size(); ++j)
