@@ -52,12 +52,21 @@ int runScan(CommandContext &context)
     context.endProgress();
 
     const qint64 skipped = scanner.skippedNameCount();
+    // Files under a folder that couldn't be read are missing: a script
+    // should know, as it does from `index`.
+    const QStringList unreadable = scanner.unreadableFolders();
+    const int status = unreadable.isEmpty() ? 0 : 1;
+    if (!unreadable.isEmpty()) {
+        context.err() << printable(FileScanner::unreadableMessage(unreadable)) << "\n";
+        context.err().flush();
+    }
     if (context.wantsJson()) {
         context.printJson(QJsonObject{{QStringLiteral("root"), root},
                                       {QStringLiteral("found"), found},
                                       {QStringLiteral("removed"), removed},
-                                      {QStringLiteral("skippedNames"), skipped}});
-        return 0;
+                                      {QStringLiteral("skippedNames"), skipped},
+                                      {QStringLiteral("unreadableFolders"), qint64(unreadable.size())}});
+        return status;
     }
     QTextStream &out = context.out();
     out << "Scanned " << printable(root) << ": " << Format::count(found) << (found == 1 ? " file" : " files") << " found, "
@@ -66,7 +75,7 @@ int runScan(CommandContext &context)
         out << Format::count(skipped) << (skipped == 1 ? " name was" : " names were")
             << " left out because it isn't valid UTF-8.\n";
     out.flush();
-    return 0;
+    return status;
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "indexing/FileScanner.h"
 
 #include "core/DownloadSources.h"
+#include "core/Format.h"
 #include "core/Paths.h"
 #include "indexing/FileKinds.h"
 #include "platform/ApplicationIds.h"
@@ -424,4 +425,14 @@ std::optional<FileRecord> FileScanner::record(const QString &path)
     d->pending = {state};
     d->complete(batch, [&](QList<FileRecord> &&ready) { result = ready.first(); }, CancellationToken::none());
     return result;
+}
+
+QString FileScanner::unreadableMessage(const QStringList &folders)
+{
+    if (folders.size() == 1)
+        return QStringLiteral("Couldn't read the folder “%1”, so its files are left out. Check its permissions.")
+            .arg(folders.first());
+    return QStringLiteral("Couldn't read %1 folders, such as “%2”, so their files are left out. "
+                          "Check their permissions.")
+        .arg(Format::count(folders.size()), folders.first());
 }

@@ -52,6 +52,8 @@ public:
     // Folders of the last walk that couldn't be opened (no permission, or an
     // error of the disk): their files are missing from it.
     QStringList unreadableFolders() const;
+    // What the user is told about those folders, in one line.
+    static QString unreadableMessage(const QStringList &folders);
 
 private:
     struct Private;

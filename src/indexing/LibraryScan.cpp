@@ -1,7 +1,6 @@
 #include "indexing/LibraryScan.h"
 
 #include "core/Errors.h"
-#include "core/Format.h"
 #include "indexing/CountedTasks.h"
 #include "indexing/FileScanner.h"
 #include "indexing/IndexingStatus.h"
@@ -11,17 +10,6 @@
 #include <QFileInfo>
 
 namespace {
-
-// One line for the folders a walk couldn't open.
-QString unreadableMessage(const QStringList &folders)
-{
-    if (folders.size() == 1)
-        return QStringLiteral("Couldn't read the folder “%1”, so its files are left out. Check its permissions.")
-            .arg(folders.first());
-    return QStringLiteral("Couldn't read %1 folders, such as “%2”, so their files are left out. "
-                          "Check their permissions.")
-        .arg(Format::count(folders.size()), folders.first());
-}
 
 // The name a root shows in the status line.
 QString displayName(const QString &root)
@@ -82,7 +70,7 @@ void LibraryScan::scan(const QStringList &roots, const CancellationToken &token)
             tally.skippedNames += scanner.skippedNameCount();
             if (const QStringList unreadable = scanner.unreadableFolders(); !unreadable.isEmpty()) {
                 tally.unreadableFolders += unreadable.size();
-                Tasks::deliver(this, [this, message = unreadableMessage(unreadable)] { Q_EMIT failed(message); });
+                Tasks::deliver(this, [this, message = FileScanner::unreadableMessage(unreadable)] { Q_EMIT failed(message); });
             }
             if (!token.isCancelled())
                 m_store.files().reconcile(root, seenAt);

@@ -122,7 +122,7 @@ TEST_F(LibraryCommandsTest, ScanFindsFilesThatListFiltersAndSorts)
     EXPECT_EQ(larder({"ls", "--from", "gmail"}).out, "No files found.\n");
 
     QFile::remove(root + "/Documents/notes.txt");
-    EXPECT_EQ(json({"scan", root}), (QJsonObject{{"root", root}, {"found", 3}, {"removed", 1}, {"skippedNames", 0}}));
+    EXPECT_EQ(json({"scan", root}), (QJsonObject{{"root", root}, {"found", 3}, {"removed", 1}, {"skippedNames", 0}, {"unreadableFolders", 0}}));
 }
 
 TEST_F(LibraryCommandsTest, BadInputGetsAUsageErrorOrAFailure)
@@ -190,20 +190,26 @@ TEST_F(LibraryCommandsTest, AnUnreadableFolderIsReportedAndCounted)
     const QString locked = root + "/Locked";
     writeFile(locked + "/secret.txt", "x");
     ASSERT_TRUE(QFile::setPermissions(locked, {}));
-    QProcess process;
-    process.setChildProcessModifier([] {
-        ::prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0);
-        ::prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH, 0, 0, 0);
-    });
-    process.start(LARDER_BINARY, {"index", "--roots", root, "--database", database});
-    ASSERT_TRUE(process.waitForFinished(60000));
+    const auto withoutOverride = [&](const QStringList &arguments) {
+        QProcess process;
+        process.setChildProcessModifier([] {
+            ::prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0);
+            ::prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH, 0, 0, 0);
+        });
+        process.start(LARDER_BINARY, arguments + QStringList{"--database", database});
+        EXPECT_TRUE(process.waitForFinished(60000));
+        return std::pair(process.exitCode(), QString::fromUtf8(process.readAllStandardError()));
+    };
+    const auto [scanStatus, scanErr] = withoutOverride({"scan", root});
+    const auto [indexStatus, indexErr] = withoutOverride({"index", "--roots", root});
     QFile::setPermissions(locked, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     if (json({"ls", "--folder", locked}).toArray().size() == 1)
         GTEST_SKIP() << "this process can read a folder of mode 000";
 
-    const QString err = QString::fromUtf8(process.readAllStandardError());
-    EXPECT_EQ(process.exitCode(), 1);
-    EXPECT_TRUE(err.contains("Couldn't read the folder “" + locked + "”")) << err.toStdString();
+    for (const auto &[status, err] : {std::pair(scanStatus, scanErr), std::pair(indexStatus, indexErr)}) {
+        EXPECT_EQ(status, 1);
+        EXPECT_TRUE(err.contains("Couldn't read the folder “" + locked + "”")) << err.toStdString();
+    }
     const QJsonObject status = json({"status"}).toObject();
     EXPECT_EQ(status["unreadableFolders"].toInt(), 1);
     EXPECT_TRUE(status["lastError"].toString().contains(locked)) << status["lastError"].toString().toStdString();
