@@ -89,3 +89,4 @@ Command duplicatesCommand();
 Command cleanupCommand();
 Command trashCommand();
 Command searchCommand();
+Command meetingsCommand();
