@@ -90,3 +90,4 @@ Command cleanupCommand();
 Command trashCommand();
 Command searchCommand();
 Command meetingsCommand();
+Command askCommand();

@@ -9,6 +9,7 @@ const QList<Command> &allCommands()
         statusCommand(),
         listCommand(),
         searchCommand(),
+        askCommand(),
         meetingsCommand(),
         extractWorkerCommand(),
         claudeCommand(),
