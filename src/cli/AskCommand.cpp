@@ -78,6 +78,10 @@ QString cleanQuestion(QString question)
     return question.trimmed();
 }
 
+// Whether a turn's text and steps are printed as they come, or only
+// collected for the JSON at the end.
+enum class Output { streamed, collected };
+
 // What one turn showed.
 struct TurnRecord
 {
@@ -100,8 +104,9 @@ public:
     {
     }
 
-    TurnRecord ask(const QString &question, bool streaming)
+    TurnRecord ask(const QString &question, Output output)
     {
+        const bool streaming = output == Output::streamed;
         TurnRecord turn;
         QTextStream &out = m_context.out();
         QTextStream &err = m_context.err();
@@ -266,7 +271,7 @@ int converse(CommandContext &context, AskSession &session)
                        .arg(Format::count(question.size()), Format::count(questionLimit));
             continue;
         }
-        printEnding(context, session, session.ask(question, true));
+        printEnding(context, session, session.ask(question, Output::streamed));
         context.out() << "\n";
         context.out().flush();
     }
@@ -291,7 +296,7 @@ int runAsk(CommandContext &context)
 
     AskSession session(context);
     const bool json = context.wantsJson();
-    const TurnRecord turn = session.ask(question, !json);
+    const TurnRecord turn = session.ask(question, json ? Output::collected : Output::streamed);
     if (json) {
         context.printJson(session.json(question, turn));
         if (turn.error)

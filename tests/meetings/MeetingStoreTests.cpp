@@ -1,6 +1,5 @@
 // Meetings in the library: every field round trips, damaged rows still load,
 // and a meeting's passages sit beside the files' so one search finds both.
-#include "ask/LibraryRetriever.h"
 #include "meetings/MeetingStore.h"
 #include "search/FullTextQuery.h"
 #include "support/LibraryBuilder.h"
