@@ -123,6 +123,26 @@ TEST_F(AgentTest, BadToolCallsGoBackToClaudeAsErrors)
     EXPECT_EQ(events.last().type, AskEvent::Type::done);
 }
 
+TEST_F(AgentTest, TranscriptsPastTheLimitReachClaudeCut)
+{
+    const QString marker = u"\n[transcript continues; ask about a specific topic]"_s;
+    const QString line = u"[00:00] Them: "_s;
+    for (int length : {AskAgent::transcriptLimit, AskAgent::transcriptLimit + 1}) {
+        const QString id = QString::number(length);
+        library.meetings.insert(id, now, std::nullopt);
+        library.meetings.insertSegment({0, id, Speaker::them, 0, 1, QString(length - line.size(), u'w')});
+    }
+    server.enqueue(toolCalls({{u"get_meeting"_s, uR"({"meeting_id":"40000"})"_s},
+                              {u"get_meeting"_s, uR"({"meeting_id":"40001"})"_s}}));
+    server.enqueue(FakeReply::streamedMessage({u"Long."_s}));
+    ask(u"What was said?"_s);
+    const QStringList results = toolResults(server.requests().at(1));
+    ASSERT_EQ(results.size(), 2);
+    EXPECT_TRUE(results.at(0).endsWith(u"w"_s));
+    EXPECT_TRUE(results.at(1).endsWith(u"w"_s + marker));
+    EXPECT_EQ(results.at(0).size() + marker.size(), results.at(1).size());
+}
+
 TEST(AskAgent, AFailedRunLeavesTheConversationAsItWas)
 {
     AskLibrary library;
