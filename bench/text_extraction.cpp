@@ -4,7 +4,7 @@
 // library on disk as passages. Prints both times and the ratio (goal: within
 // 1.5 times pdftotext's time).
 #include "indexing/DocumentText.h"
-#include "indexing/PassageChunker.h"
+#include "store/PassageChunker.h"
 #include "BenchSupport.h"
 #include "store/IndexStore.h"
 

@@ -89,3 +89,5 @@ Command duplicatesCommand();
 Command cleanupCommand();
 Command trashCommand();
 Command searchCommand();
+Command meetingsCommand();
+Command askCommand();

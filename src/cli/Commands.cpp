@@ -9,6 +9,8 @@ const QList<Command> &allCommands()
         statusCommand(),
         listCommand(),
         searchCommand(),
+        askCommand(),
+        meetingsCommand(),
         extractWorkerCommand(),
         claudeCommand(),
         keyCommand(),

@@ -50,16 +50,39 @@ QString byteCount(qint64 bytes, const QLocale &locale)
     return number + u' ' + QLatin1String(unit->name);
 }
 
-QString dateTime(const QDateTime &time, const QLocale &locale)
+QString date(const QDateTime &time, const QLocale &locale)
 {
     // Qt knows a long and a short style; the medium one is the long date
     // without its weekday, the month's name abbreviated.
-    QString date = locale.dateFormat(QLocale::LongFormat);
+    QString format = locale.dateFormat(QLocale::LongFormat);
     static const QRegularExpression weekday(QStringLiteral("d{4}[^dMy]*"));
-    date.remove(weekday);
-    date.replace(QLatin1String("MMMM"), QLatin1String("MMM"));
-    return locale.toString(time, date.trimmed()) + QStringLiteral(", ")
-        + locale.toString(time.time(), QLocale::ShortFormat);
+    format.remove(weekday);
+    format.replace(QLatin1String("MMMM"), QLatin1String("MMM"));
+    return locale.toString(time, format.trimmed());
+}
+
+QString dateTime(const QDateTime &time, const QLocale &locale)
+{
+    return date(time, locale) + QStringLiteral(", ") + shortTime(time, locale);
+}
+
+QString completeDate(const QDateTime &time, const QLocale &locale)
+{
+    return locale.toString(time.date(), QLocale::LongFormat);
+}
+
+QString shortTime(const QDateTime &time, const QLocale &locale)
+{
+    return locale.toString(time.time(), QLocale::ShortFormat);
+}
+
+QString folderOf(const QString &filePath, const QString &home)
+{
+    const qsizetype slash = filePath.lastIndexOf(u'/');
+    const QString folder = slash > 0 ? filePath.left(slash) : QStringLiteral("/");
+    if (!home.isEmpty() && home != QLatin1String("/") && (folder == home || folder.startsWith(home + u'/')))
+        return u'~' + folder.mid(home.size());
+    return folder;
 }
 
 } // namespace Format

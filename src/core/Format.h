@@ -22,4 +22,17 @@ QString byteCount(qint64 bytes, const QLocale &locale = Format::locale());
 // year in full: "Nov 23, 2026, 4:38 AM", "23. Nov. 2026, 04:38".
 QString dateTime(const QDateTime &time, const QLocale &locale = Format::locale());
 
+// The date alone in that medium style: "Nov 23, 2026".
+QString date(const QDateTime &time, const QLocale &locale = Format::locale());
+
+// The date in full, weekday and all: "Monday, November 23, 2026".
+QString completeDate(const QDateTime &time, const QLocale &locale = Format::locale());
+
+// The time in the locale's short style: "4:38 AM", "04:38".
+QString shortTime(const QDateTime &time, const QLocale &locale = Format::locale());
+
+// The folder that holds a file, the home folder shown as "~":
+// "/home/ada/Documents/a.pdf" -> "~/Documents".
+QString folderOf(const QString &filePath, const QString &home);
+
 } // namespace Format

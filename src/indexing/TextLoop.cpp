@@ -3,7 +3,7 @@
 #include "core/Errors.h"
 #include "indexing/CountedTasks.h"
 #include "indexing/IndexingStatus.h"
-#include "indexing/PassageChunker.h"
+#include "store/PassageChunker.h"
 #include "store/IndexStore.h"
 
 namespace {

@@ -610,6 +610,11 @@ QStringList keywordsOf(const QString &working)
 
 } // namespace
 
+const QSet<QString> &queryStopWords()
+{
+    return stopWords();
+}
+
 SearchQuery LocalQueryParser::parse(const QString &text) const
 {
     SearchQuery query;

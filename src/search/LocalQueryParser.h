@@ -8,6 +8,7 @@
 
 #include <QDateTime>
 #include <QLocale>
+#include <QSet>
 #include <QTimeZone>
 
 // The calendar that relative dates are counted in: the user's time zone, and
@@ -20,6 +21,10 @@ struct UserCalendar
     // The system's time zone and locale.
     static UserCalendar current();
 };
+
+// The 102 filler words that a request's keywords leave out ("find", "my",
+// "about" ...), lower case.
+const QSet<QString> &queryStopWords();
 
 class LocalQueryParser
 {

@@ -106,3 +106,8 @@ LibraryStats IndexStore::stats() const
 {
     return LibraryStats(m_db);
 }
+
+MeetingRows IndexStore::meetingRows() const
+{
+    return MeetingRows(m_db);
+}

@@ -7,6 +7,7 @@
 //   textQueue()  files waiting for their text, and storing it
 //   tidy()       candidates for duplicates and clean-up, digests, prints
 //   stats()      counts and the kind and source aggregates
+//   meetingRows() meetings, their segments, answers and passages
 //
 // Copies share the connection. Every call is safe from any thread: the
 // connection's lock serialises them.
@@ -14,6 +15,7 @@
 
 #include "store/FileRecords.h"
 #include "store/LibraryStats.h"
+#include "store/MeetingRows.h"
 #include "store/PassageIndex.h"
 #include "store/TextQueue.h"
 #include "store/TidyCandidates.h"
@@ -67,6 +69,7 @@ public:
     TextQueue textQueue() const;
     TidyCandidates tidy() const;
     LibraryStats stats() const;
+    MeetingRows meetingRows() const;
 
 private:
     std::shared_ptr<SQLiteDatabase> m_db;

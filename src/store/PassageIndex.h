@@ -102,6 +102,7 @@ private:
     friend class IndexStore;
     friend class FileRecords;
     friend class TextQueue;
+    friend class MeetingRows;
     explicit PassageIndex(std::shared_ptr<SQLiteDatabase> db);
 
     struct RankedFiles;

@@ -2,7 +2,7 @@
 // indexing (`larder extract-worker`), and the passages cut from their text.
 #include "indexing/DocumentText.h"
 #include "indexing/ExtractionWorker.h"
-#include "indexing/PassageChunker.h"
+#include "store/PassageChunker.h"
 
 #include "support/DocumentFixtures.h"
 #include "support/TestEnvironment.h"

@@ -58,6 +58,20 @@ QList<QByteArray> FakeReply::textBlock(int index, const QStringList &pieces)
     return events;
 }
 
+QList<QByteArray> FakeReply::toolUseBlock(int index, const QString &id, const QString &name,
+                                         const QStringList &inputPieces)
+{
+    const QByteArray at = R"({"index":)" + QByteArray::number(index) + ',';
+    QList<QByteArray> events{at + R"("type":"content_block_start","content_block":{"type":"tool_use","id":)"
+                             + JSONValue(id).serialized() + R"(,"name":)" + JSONValue(name).serialized()
+                             + R"(,"input":{}}})"};
+    for (const QString &piece : inputPieces)
+        events.append(at + R"("type":"content_block_delta","delta":{"type":"input_json_delta","partial_json":)"
+                      + JSONValue(piece).serialized() + "}}");
+    events.append(at + R"("type":"content_block_stop"})");
+    return events;
+}
+
 QByteArray FakeReply::messageDelta(const QByteArray &stopReason, int outputTokens)
 {
     return R"({"type":"message_delta","delta":{"stop_reason":")" + stopReason + R"(","stop_sequence":null},)"

@@ -42,6 +42,9 @@ struct FakeReply
     static QByteArray sseFrame(const QByteArray &eventJSON);
     static QByteArray messageStart();
     static QList<QByteArray> textBlock(int index, const QStringList &pieces);
+    // A tool call whose input JSON arrives in the given pieces.
+    static QList<QByteArray> toolUseBlock(int index, const QString &id, const QString &name,
+                                          const QStringList &inputPieces);
     static QByteArray messageDelta(const QByteArray &stopReason, int outputTokens);
     static QByteArray messageStop() { return R"({"type":"message_stop"})"; }
 };

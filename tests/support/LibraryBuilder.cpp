@@ -2,7 +2,7 @@
 
 #include "support/RecordFixtures.h"
 
-#include "indexing/PassageChunker.h"
+#include "store/PassageChunker.h"
 
 namespace LibraryBuilder {
 

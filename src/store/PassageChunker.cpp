@@ -1,4 +1,4 @@
-#include "indexing/PassageChunker.h"
+#include "store/PassageChunker.h"
 
 #include <QRegularExpression>
 
