@@ -1,4 +1,5 @@
 // `larder search` end to end: the real program on a library file.
+#include "support/FakeClaudeServer.h"
 #include "support/LibraryBuilder.h"
 #include "support/TestEnvironment.h"
 
@@ -21,7 +22,7 @@ protected:
         databasePath = TestEnvironment::makeFolder("search-command") + "/Library.sqlite";
         const QString root = TestEnvironment::home() + "/Library";
         const double now = double(QDateTime::currentSecsSinceEpoch());
-        LibraryBuilder::add(*IndexStore::open(QUrl::fromLocalFile(databasePath)), {
+        ids = LibraryBuilder::add(*IndexStore::open(QUrl::fromLocalFile(databasePath)), {
             {root + "/Housing/lease-2024.pdf", FileKind::document, 2400, now - 3600,
              "The lease agreement for the flat, signed in March.", "gmail"},
             {root + "/Shared/notes.txt", FileKind::document, 300, now - 7200, "Shopping list. The lease came up once."},
@@ -39,6 +40,7 @@ protected:
     }
 
     static inline QString databasePath;
+    static inline QList<qint64> ids;
 };
 
 // Each hit prints as its name, its facts and a plain snippet when the output
@@ -96,6 +98,67 @@ TEST_F(SearchCommand, AnswersEveryRequestWithHitsNothingOrUsage)
 
     // After "--" every word is the request, even one that looks like a launch argument.
     EXPECT_EQ(searchJson({"--", "-draft", "notes"})["query"]["keywords"].toArray(), QJsonArray({"draft", "notes"}));
+}
+
+// --ai prints the local results first, then Claude's reading, its picks with
+// their reasons and the other candidates; no key or a failure of Claude
+// never takes the local results away.
+TEST_F(SearchCommand, AddsClaudesPicksAfterTheLocalResults)
+{
+    const FakeReply plan = FakeReply::message(R"({"keywords":["lease"],"related_terms":["flat"],"summary":"Flat lease"})");
+    const FakeReply picks = FakeReply::message(QString(R"({"matches":[{"id":%1,"relevance":0.9,"reason":"The signed lease"},)"
+                                                       R"({"id":%2,"relevance":0.2,"reason":"In passing"}]})")
+                                                   .arg(ids.at(0))
+                                                   .arg(ids.at(1)));
+    const QString local = "lease-2024.pdf\n";
+    const struct
+    {
+        const char *name;
+        QList<FakeReply> replies;
+        bool key;
+        int exitCode;
+        QString out; // a pattern over the whole output
+        QString err = {};
+    } cases[] = {
+        {"no key", {}, false, 0, "^" + local + ".*notes.txt\n[^\n]*\n[^\n]*\n$", "Claude needs an API key.*larder key set"},
+        {"plan and picks", {plan, picks}, true, 0,
+         "^" + local + ".*\nClaude read it as: Flat lease\n\nBest matches\n\nlease-2024.pdf\n.*"
+                       "    Why: The signed lease\n\nOther matches\n\nnotes.txt\n"},
+        {"Claude fails", {FakeReply::error(400, "invalid_request_error", "bad request")}, true, 1, "^" + local,
+         "^Claude error 400: bad request\n$"},
+    };
+    for (const auto &c : cases) {
+        FakeClaudeServer server;
+        for (const FakeReply &reply : c.replies)
+            server.enqueue(reply);
+        QProcessEnvironment environment;
+        environment.insert("LARDER_ANTHROPIC_BASE_URL", server.baseURL());
+        if (c.key)
+            environment.insert("ANTHROPIC_API_KEY", "sk-test");
+        const auto result = TestEnvironment::runLarder({"search", "--database", databasePath, "--ai", "my", "lease"},
+                                                       environment);
+        EXPECT_EQ(result.exitCode, c.exitCode) << c.name;
+        const QRegularExpression::PatternOption dotAll = QRegularExpression::DotMatchesEverythingOption;
+        EXPECT_TRUE(QRegularExpression(c.out, dotAll).match(result.out).hasMatch()) << c.name << result.out.toStdString();
+        EXPECT_TRUE(QRegularExpression(c.err).match(result.err).hasMatch() || (c.err.isEmpty() && result.err.isEmpty()))
+            << c.name << result.err.toStdString();
+        EXPECT_EQ(server.requestCount(), c.replies.size()) << c.name;
+    }
+
+    // JSON carries the plan, the merged request, the picks and the rest.
+    FakeClaudeServer server;
+    server.enqueue(plan);
+    server.enqueue(picks);
+    QProcessEnvironment environment;
+    environment.insert("LARDER_ANTHROPIC_BASE_URL", server.baseURL());
+    environment.insert("ANTHROPIC_API_KEY", "sk-test");
+    const auto result =
+        TestEnvironment::runLarder({"search", "--database", databasePath, "--json", "--ai", "my lease"}, environment);
+    const QJsonValue ai = QJsonDocument::fromJson(result.out.toUtf8()).object()["ai"];
+    EXPECT_EQ(QJsonArray({ai["plan"]["summary"], ai["query"]["relatedTerms"], ai["picks"][0]["file"]["name"],
+                          ai["picks"][0]["reason"], ai["picks"][0]["score"], ai["others"].toArray().size()}),
+              QJsonArray({"Flat lease", QJsonArray{"flat"}, "lease-2024.pdf", "The signed lease", 0.9, 1}))
+        << result.out.toStdString();
 }
 
 } // namespace
