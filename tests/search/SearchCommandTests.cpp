@@ -30,9 +30,9 @@ protected:
         });
     }
 
-    static TestEnvironment::ProgramResult search(const QStringList &arguments)
+    static TestEnvironment::ProgramResult search(const QStringList &arguments, const QProcessEnvironment &extra = {})
     {
-        return TestEnvironment::runLarder(QStringList{"search", "--database", databasePath} + arguments);
+        return TestEnvironment::runLarder(QStringList{"search", "--database", databasePath} + arguments, extra);
     }
     static QJsonValue searchJson(const QStringList &arguments)
     {
@@ -101,8 +101,8 @@ TEST_F(SearchCommand, AnswersEveryRequestWithHitsNothingOrUsage)
 }
 
 // --ai prints the local results first, then Claude's reading, its picks with
-// their reasons and the other candidates; no key or a failure of Claude
-// never takes the local results away.
+// their reasons and the other candidates; without a key or when Claude fails,
+// the local results still print.
 TEST_F(SearchCommand, AddsClaudesPicksAfterTheLocalResults)
 {
     const FakeReply plan = FakeReply::message(R"({"keywords":["lease"],"related_terms":["flat"],"summary":"Flat lease"})");
@@ -110,55 +110,39 @@ TEST_F(SearchCommand, AddsClaudesPicksAfterTheLocalResults)
                                                        R"({"id":%2,"relevance":0.2,"reason":"In passing"}]})")
                                                    .arg(ids.at(0))
                                                    .arg(ids.at(1)));
-    const QString local = "lease-2024.pdf\n";
-    const struct
-    {
-        const char *name;
-        QList<FakeReply> replies;
-        bool key;
-        int exitCode;
-        QString out; // a pattern over the whole output
-        QString err = {};
-    } cases[] = {
-        {"no key", {}, false, 0, "^" + local + ".*notes.txt\n[^\n]*\n[^\n]*\n$", "Claude needs an API key.*larder key set"},
-        {"plan and picks", {plan, picks}, true, 0,
-         "^" + local + ".*\nClaude read it as: Flat lease\n\nBest matches\n\nlease-2024.pdf\n.*"
-                       "    Why: The signed lease\n\nOther matches\n\nnotes.txt\n"},
-        {"Claude fails", {FakeReply::error(400, "invalid_request_error", "bad request")}, true, 1, "^" + local,
-         "^Claude error 400: bad request\n$"},
-    };
-    for (const auto &c : cases) {
+    const auto run = [](const QStringList &arguments, const QList<FakeReply> &replies, bool key) {
         FakeClaudeServer server;
-        for (const FakeReply &reply : c.replies)
+        for (const FakeReply &reply : replies)
             server.enqueue(reply);
         QProcessEnvironment environment;
         environment.insert("LARDER_ANTHROPIC_BASE_URL", server.baseURL());
-        if (c.key)
-            environment.insert("ANTHROPIC_API_KEY", "sk-test");
-        const auto result = TestEnvironment::runLarder({"search", "--database", databasePath, "--ai", "my", "lease"},
-                                                       environment);
-        EXPECT_EQ(result.exitCode, c.exitCode) << c.name;
-        const QRegularExpression::PatternOption dotAll = QRegularExpression::DotMatchesEverythingOption;
-        EXPECT_TRUE(QRegularExpression(c.out, dotAll).match(result.out).hasMatch()) << c.name << result.out.toStdString();
-        EXPECT_TRUE(QRegularExpression(c.err).match(result.err).hasMatch() || (c.err.isEmpty() && result.err.isEmpty()))
-            << c.name << result.err.toStdString();
-        EXPECT_EQ(server.requestCount(), c.replies.size()) << c.name;
+        environment.insert("ANTHROPIC_API_KEY", key ? "sk-test" : "");
+        const auto result = search(QStringList{"--ai"} + arguments, environment);
+        EXPECT_EQ(server.requestCount(), replies.size()) << result.err.toStdString();
+        return result;
+    };
+    // The output as a pattern over the whole of it, and the error's.
+    const struct { QList<FakeReply> replies; bool key; int exitCode; QString out; QString err; } cases[] = {
+        {{}, false, 0, "^lease-2024.pdf\n.*notes.txt\n[^\n]*\n[^\n]*\n$", "^Claude needs an API key.*`larder key set`"},
+        {{plan, picks}, true, 0,
+         "^lease-2024.pdf\n.*\nClaude read it as: Flat lease\n\nBest matches\n\nlease-2024.pdf\n.*"
+         "    Why: The signed lease\n\nOther matches\n\nnotes.txt\n", "^$"},
+        {{FakeReply::error(400, "invalid_request_error", "bad request")}, true, 1, "^lease-2024.pdf\n",
+         "^Claude error 400: bad request\n$"},
+    };
+    for (const auto &c : cases) {
+        const auto result = run({"my", "lease"}, c.replies, c.key);
+        EXPECT_EQ(result.exitCode, c.exitCode) << c.err.toStdString();
+        EXPECT_TRUE(QRegularExpression(c.out, QRegularExpression::DotMatchesEverythingOption).match(result.out).hasMatch())
+            << result.out.toStdString();
+        EXPECT_TRUE(QRegularExpression(c.err).match(result.err).hasMatch()) << result.err.toStdString();
     }
 
     // JSON carries the plan, the merged request, the picks and the rest.
-    FakeClaudeServer server;
-    server.enqueue(plan);
-    server.enqueue(picks);
-    QProcessEnvironment environment;
-    environment.insert("LARDER_ANTHROPIC_BASE_URL", server.baseURL());
-    environment.insert("ANTHROPIC_API_KEY", "sk-test");
-    const auto result =
-        TestEnvironment::runLarder({"search", "--database", databasePath, "--json", "--ai", "my lease"}, environment);
-    const QJsonValue ai = QJsonDocument::fromJson(result.out.toUtf8()).object()["ai"];
+    const QJsonValue ai = QJsonDocument::fromJson(run({"--json", "my lease"}, {plan, picks}, true).out.toUtf8())["ai"];
     EXPECT_EQ(QJsonArray({ai["plan"]["summary"], ai["query"]["relatedTerms"], ai["picks"][0]["file"]["name"],
                           ai["picks"][0]["reason"], ai["picks"][0]["score"], ai["others"].toArray().size()}),
-              QJsonArray({"Flat lease", QJsonArray{"flat"}, "lease-2024.pdf", "The signed lease", 0.9, 1}))
-        << result.out.toStdString();
+              QJsonArray({"Flat lease", QJsonArray{"flat"}, "lease-2024.pdf", "The signed lease", 0.9, 1}));
 }
 
 } // namespace
