@@ -247,6 +247,8 @@ void SearchModel::startClaudeStep(const QString &text, const SearchQuery &query)
         } catch (const CancellationError &) {
         } catch (const DescribedError &error) {
             failClaudeStep(step.token, error.description());
+        } catch (const std::exception &error) {
+            failClaudeStep(step.token, QString::fromLocal8Bit(error.what()));
         }
     });
 }
@@ -293,6 +295,8 @@ void SearchModel::candidatesArrived(const ClaudeStep &step, const QList<FileHit>
         } catch (const CancellationError &) {
         } catch (const DescribedError &error) {
             failClaudeStep(step.token, error.description());
+        } catch (const std::exception &error) {
+            failClaudeStep(step.token, QString::fromLocal8Bit(error.what()));
         }
     });
 }
