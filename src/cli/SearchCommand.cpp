@@ -84,7 +84,9 @@ QJsonArray hitArray(const QList<FileHit> &hits)
     return array;
 }
 
-void printHits(QTextStream &out, const QList<FileHit> &hits, bool withReasons)
+enum class Reasons { hidden, shown };
+
+void printHits(QTextStream &out, const QList<FileHit> &hits, Reasons reasons)
 {
     const Emphasis emphasis = CommandContext::isTerminal(stdout) ? Emphasis::terminalBold : Emphasis::plain;
     const QString home = QDir::homePath();
@@ -92,7 +94,7 @@ void printHits(QTextStream &out, const QList<FileHit> &hits, bool withReasons)
         if (i > 0)
             out << "\n";
         out << hitText(hits.at(i), emphasis, home);
-        if (withReasons && hits.at(i).reason && !hits.at(i).reason->isEmpty())
+        if (reasons == Reasons::shown && hits.at(i).reason && !hits.at(i).reason->isEmpty())
             out << "    Why: " << printable(*hits.at(i).reason) << "\n";
     }
 }
@@ -108,12 +110,12 @@ void printClaudeAnswer(QTextStream &out, const ClaudeAnswer &answer)
     }
     if (!answer.picks.isEmpty()) {
         out << "\nBest matches\n\n";
-        printHits(out, answer.picks, true);
+        printHits(out, answer.picks, Reasons::shown);
     }
     const QList<FileHit> others = withoutPicks(answer.candidates, answer.picks);
     if (!others.isEmpty()) {
         out << (answer.picks.isEmpty() ? "\nMatches\n\n" : "\nOther matches\n\n");
-        printHits(out, others, false);
+        printHits(out, others, Reasons::hidden);
     }
 }
 
@@ -200,7 +202,7 @@ int runSearch(CommandContext &context)
         if (suggestion)
             out << "Did you mean “" << suggestion->raw << "”?\n";
     } else {
-        printHits(out, hits, false);
+        printHits(out, hits, Reasons::hidden);
     }
     out.flush();
     if (!ai || text.trimmed().isEmpty())
