@@ -61,3 +61,21 @@ QJsonObject queryJson(const SearchQuery &query)
         {QStringLiteral("summary"), optional(query.summary)},
     };
 }
+
+QJsonObject planJson(const SearchPlan &plan)
+{
+    return QJsonObject{
+        {QStringLiteral("keywords"), QJsonArray::fromStringList(plan.keywords)},
+        {QStringLiteral("relatedTerms"), QJsonArray::fromStringList(plan.relatedTerms)},
+        {QStringLiteral("kinds"), QJsonArray::fromStringList(plan.kinds)},
+        {QStringLiteral("extensions"), QJsonArray::fromStringList(plan.extensions)},
+        {QStringLiteral("dateField"), plan.dateField},
+        {QStringLiteral("dateFrom"), plan.dateFrom},
+        {QStringLiteral("dateTo"), plan.dateTo},
+        {QStringLiteral("minBytes"), plan.minBytes},
+        {QStringLiteral("maxBytes"), plan.maxBytes},
+        {QStringLiteral("sources"), QJsonArray::fromStringList(plan.sources)},
+        {QStringLiteral("screenshotsOnly"), plan.screenshotsOnly},
+        {QStringLiteral("summary"), plan.summary},
+    };
+}

@@ -2,7 +2,7 @@
 // file as `larder ls --json` prints records, and the understood request.
 #pragma once
 
-#include "search/SearchQuery.h"
+#include "search/SearchPlan.h"
 
 #include <QJsonObject>
 
@@ -12,3 +12,5 @@ QJsonObject hitJson(const FileHit &hit);
 // The request as typed, its keywords and related terms, its filter, the date
 // label and the summary; absent values are null.
 QJsonObject queryJson(const SearchQuery &query);
+// Claude's plan as it came back, under the plan's field names.
+QJsonObject planJson(const SearchPlan &plan);

@@ -50,15 +50,29 @@ QString byteCount(qint64 bytes, const QLocale &locale)
     return number + u' ' + QLatin1String(unit->name);
 }
 
-QString date(const QDateTime &time, const QLocale &locale)
+namespace {
+
+// Qt knows a long and a short style; the medium one is the long date
+// without its weekday, the month's name abbreviated.
+QString abbreviatedDateFormat(const QLocale &locale)
 {
-    // Qt knows a long and a short style; the medium one is the long date
-    // without its weekday, the month's name abbreviated.
     QString format = locale.dateFormat(QLocale::LongFormat);
     static const QRegularExpression weekday(QStringLiteral("d{4}[^dMy]*"));
     format.remove(weekday);
     format.replace(QLatin1String("MMMM"), QLatin1String("MMM"));
-    return locale.toString(time, format.trimmed());
+    return format.trimmed();
+}
+
+} // namespace
+
+QString date(const QDateTime &time, const QLocale &locale)
+{
+    return locale.toString(time, abbreviatedDateFormat(locale));
+}
+
+QString date(const QDate &day, const QLocale &locale)
+{
+    return locale.toString(day, abbreviatedDateFormat(locale));
 }
 
 QString dateTime(const QDateTime &time, const QLocale &locale)

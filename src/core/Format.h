@@ -18,6 +18,10 @@ QString count(qint64 value);
 // "12 KB", "1.2 MB", "3.45 GB".
 QString byteCount(qint64 bytes, const QLocale &locale = Format::locale());
 
+// A day in the locale's abbreviated style, the month named and the year in
+// full: "Mar 31, 2024", "31 Mar 2024".
+QString date(const QDate &day, const QLocale &locale = Format::locale());
+
 // A date and time in the locale's medium style, the month named and the
 // year in full: "Nov 23, 2026, 4:38 AM", "23. Nov. 2026, 04:38".
 QString dateTime(const QDateTime &time, const QLocale &locale = Format::locale());

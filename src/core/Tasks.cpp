@@ -208,6 +208,8 @@ void SerialWorker::finish()
 Debouncer::Debouncer(int intervalMs, QObject *parent)
     : QObject(parent)
 {
+    // A child, so that tests can find the timer and drive it.
+    m_timer.setParent(this);
     m_timer.setSingleShot(true);
     m_timer.setInterval(intervalMs);
     connect(&m_timer, &QTimer::timeout, this, [this] {

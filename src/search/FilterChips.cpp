@@ -88,3 +88,29 @@ QList<FilterChip> filterChips(const SearchQuery &query)
         chips.append({Facet::keyword, FileKind::other, keyword, QStringLiteral("“") + keyword + QStringLiteral("”"), {}});
     return chips;
 }
+
+QColor chipTint(const FilterChip &chip)
+{
+    using Facet = FilterChip::Facet;
+    switch (chip.facet) {
+    case Facet::kind:
+        switch (chip.kind) {
+        case FileKind::image: return QColor(0x30, 0xb0, 0xc7);
+        case FileKind::video: return QColor(0xaf, 0x52, 0xde);
+        case FileKind::audio: return QColor(0xff, 0x2d, 0x55);
+        case FileKind::document: return QColor(0x00, 0x7a, 0xff);
+        case FileKind::archive: return QColor(0xa2, 0x84, 0x5e);
+        case FileKind::app: return QColor(0x58, 0x56, 0xd6);
+        case FileKind::other: break;
+        }
+        return QColor(0x63, 0x63, 0x66);
+    case Facet::ext: return QColor(0xff, 0x95, 0x00);
+    case Facet::screenshots: return QColor(0x32, 0xad, 0xe6);
+    case Facet::date: return QColor(0xff, 0x3b, 0x30);
+    case Facet::minSize:
+    case Facet::maxSize: return QColor(0x34, 0xc7, 0x59);
+    case Facet::source: return QColor(0x00, 0xc7, 0xbe);
+    case Facet::keyword: break;
+    }
+    return QColor(0x8e, 0x8e, 0x93);
+}

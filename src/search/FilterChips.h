@@ -5,6 +5,8 @@
 
 #include "search/SearchQuery.h"
 
+#include <QColor>
+
 struct FilterChip
 {
     enum class Facet { kind, ext, source, keyword, date, minSize, maxSize, screenshots };
@@ -21,3 +23,7 @@ struct FilterChip
 };
 
 QList<FilterChip> filterChips(const SearchQuery &query);
+
+// The colour of a chip, which tells the facets apart: one per kind, one per
+// other facet, and a neutral one for keywords.
+QColor chipTint(const FilterChip &chip);

@@ -43,8 +43,8 @@ struct FileHit
 {
     FileRecord file;
     double score = 0; // higher is better
-    std::optional<QString> snippet; // matched words between ⟦ and ⟧
-    std::optional<QString> reason; // from the reranker
+    std::optional<QString> snippet{}; // matched words between ⟦ and ⟧
+    std::optional<QString> reason{}; // from the reranker
 
     friend bool operator==(const FileHit &, const FileHit &) = default;
 };

@@ -1,4 +1,5 @@
 // `larder search` end to end: the real program on a library file.
+#include "support/FakeClaudeServer.h"
 #include "support/LibraryBuilder.h"
 #include "support/TestEnvironment.h"
 
@@ -21,7 +22,7 @@ protected:
         databasePath = TestEnvironment::makeFolder("search-command") + "/Library.sqlite";
         const QString root = TestEnvironment::home() + "/Library";
         const double now = double(QDateTime::currentSecsSinceEpoch());
-        LibraryBuilder::add(*IndexStore::open(QUrl::fromLocalFile(databasePath)), {
+        ids = LibraryBuilder::add(*IndexStore::open(QUrl::fromLocalFile(databasePath)), {
             {root + "/Housing/lease-2024.pdf", FileKind::document, 2400, now - 3600,
              "The lease agreement for the flat, signed in March.", "gmail"},
             {root + "/Shared/notes.txt", FileKind::document, 300, now - 7200, "Shopping list. The lease came up once."},
@@ -29,9 +30,9 @@ protected:
         });
     }
 
-    static TestEnvironment::ProgramResult search(const QStringList &arguments)
+    static TestEnvironment::ProgramResult search(const QStringList &arguments, const QProcessEnvironment &extra = {})
     {
-        return TestEnvironment::runLarder(QStringList{"search", "--database", databasePath} + arguments);
+        return TestEnvironment::runLarder(QStringList{"search", "--database", databasePath} + arguments, extra);
     }
     static QJsonValue searchJson(const QStringList &arguments)
     {
@@ -39,6 +40,7 @@ protected:
     }
 
     static inline QString databasePath;
+    static inline QList<qint64> ids;
 };
 
 // Each hit prints as its name, its facts and a plain snippet when the output
@@ -96,6 +98,51 @@ TEST_F(SearchCommand, AnswersEveryRequestWithHitsNothingOrUsage)
 
     // After "--" every word is the request, even one that looks like a launch argument.
     EXPECT_EQ(searchJson({"--", "-draft", "notes"})["query"]["keywords"].toArray(), QJsonArray({"draft", "notes"}));
+}
+
+// --ai prints the local results first, then Claude's reading, its picks with
+// their reasons and the other candidates; without a key or when Claude fails,
+// the local results still print.
+TEST_F(SearchCommand, AddsClaudesPicksAfterTheLocalResults)
+{
+    const FakeReply plan = FakeReply::message(R"({"keywords":["lease"],"related_terms":["flat"],"summary":"Flat lease"})");
+    const FakeReply picks = FakeReply::message(QString(R"({"matches":[{"id":%1,"relevance":0.9,"reason":"The signed lease"},)"
+                                                       R"({"id":%2,"relevance":0.2,"reason":"In passing"}]})")
+                                                   .arg(ids.at(0))
+                                                   .arg(ids.at(1)));
+    const auto run = [](const QStringList &arguments, const QList<FakeReply> &replies, bool key) {
+        FakeClaudeServer server;
+        for (const FakeReply &reply : replies)
+            server.enqueue(reply);
+        QProcessEnvironment environment;
+        environment.insert("LARDER_ANTHROPIC_BASE_URL", server.baseURL());
+        environment.insert("ANTHROPIC_API_KEY", key ? "sk-test" : "");
+        const auto result = search(QStringList{"--ai"} + arguments, environment);
+        EXPECT_EQ(server.requestCount(), replies.size()) << result.err.toStdString();
+        return result;
+    };
+    // The output as a pattern over the whole of it, and the error's.
+    const struct { QList<FakeReply> replies; bool key; int exitCode; QString out; QString err; } cases[] = {
+        {{}, false, 0, "^lease-2024.pdf\n.*notes.txt\n[^\n]*\n[^\n]*\n$", "^Claude needs an API key.*`larder key set`"},
+        {{plan, picks}, true, 0,
+         "^lease-2024.pdf\n.*\nClaude read it as: Flat lease\n\nBest matches\n\nlease-2024.pdf\n.*"
+         "    Why: The signed lease\n\nOther matches\n\nnotes.txt\n", "^$"},
+        {{FakeReply::error(400, "invalid_request_error", "bad request")}, true, 1, "^lease-2024.pdf\n",
+         "^Claude error 400: bad request\n$"},
+    };
+    for (const auto &c : cases) {
+        const auto result = run({"my", "lease"}, c.replies, c.key);
+        EXPECT_EQ(result.exitCode, c.exitCode) << c.err.toStdString();
+        EXPECT_TRUE(QRegularExpression(c.out, QRegularExpression::DotMatchesEverythingOption).match(result.out).hasMatch())
+            << result.out.toStdString();
+        EXPECT_TRUE(QRegularExpression(c.err).match(result.err).hasMatch()) << result.err.toStdString();
+    }
+
+    // JSON carries the plan, the merged request, the picks and the rest.
+    const QJsonValue ai = QJsonDocument::fromJson(run({"--json", "my lease"}, {plan, picks}, true).out.toUtf8())["ai"];
+    EXPECT_EQ(QJsonArray({ai["plan"]["summary"], ai["query"]["relatedTerms"], ai["picks"][0]["file"]["name"],
+                          ai["picks"][0]["reason"], ai["picks"][0]["score"], ai["others"].toArray().size()}),
+              QJsonArray({"Flat lease", QJsonArray{"flat"}, "lease-2024.pdf", "The signed lease", 0.9, 1}));
 }
 
 } // namespace

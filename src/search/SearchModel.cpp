@@ -1,0 +1,386 @@
+#include "search/SearchModel.h"
+
+#include "claude/ClaudeClient.h"
+#include "core/AppSettings.h"
+#include "search/ClaudeSearch.h"
+#include "search/LocalQueryParser.h"
+#include "search/SearchEngine.h"
+
+#include <QVariantMap>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+namespace {
+
+qsizetype wordCount(const QString &text)
+{
+    return text.simplified().split(u' ', Qt::SkipEmptyParts).size();
+}
+
+// The Claude step runs for requests of this many words or more by itself.
+constexpr qsizetype automaticStepWords = 3;
+
+QString facetName(FilterChip::Facet facet)
+{
+    switch (facet) {
+    case FilterChip::Facet::kind: return QStringLiteral("kind");
+    case FilterChip::Facet::ext: return QStringLiteral("ext");
+    case FilterChip::Facet::source: return QStringLiteral("source");
+    case FilterChip::Facet::keyword: return QStringLiteral("keyword");
+    case FilterChip::Facet::date: return QStringLiteral("date");
+    case FilterChip::Facet::minSize: return QStringLiteral("minSize");
+    case FilterChip::Facet::maxSize: return QStringLiteral("maxSize");
+    case FilterChip::Facet::screenshots: break;
+    }
+    return QStringLiteral("screenshots");
+}
+
+} // namespace
+
+// Claude calls wait on the network for seconds, so each runs on a thread of
+// its own rather than holding a pool thread that store reads need. The
+// threads end soon after their token is cancelled; the model waits for them
+// when it goes, since they use the client it was given.
+class SearchModel::CallThreads
+{
+public:
+    ~CallThreads()
+    {
+        for (Call &call : m_calls)
+            call.thread.join();
+    }
+
+    void start(std::function<void()> work)
+    {
+        reapFinished();
+        auto done = std::make_shared<std::atomic_bool>(false);
+        m_calls.push_back({std::thread([work = std::move(work), done] {
+                               work();
+                               done->store(true);
+                           }),
+                           done});
+    }
+
+private:
+    struct Call
+    {
+        std::thread thread;
+        std::shared_ptr<std::atomic_bool> done;
+    };
+
+    void reapFinished()
+    {
+        std::erase_if(m_calls, [](Call &call) {
+            if (!call.done->load())
+                return false;
+            call.thread.join();
+            return true;
+        });
+    }
+
+    std::vector<Call> m_calls;
+};
+
+// What one Claude step carries from one hand-back to the next.
+struct SearchModel::ClaudeStep
+{
+    QString text;
+    SearchQuery local;
+    SearchQuery merged;
+    QString model;
+    bool rerank = true;
+    QDateTime now;
+    UserCalendar calendar;
+    CancellationToken token;
+};
+
+SearchModel::SearchModel(const SearchEngine &engine, const ClaudeClient &claude, AppSettings &settings,
+                         KeyPresence hasKey, QObject *parent)
+    : QObject(parent)
+    , m_engine(engine)
+    , m_claude(claude)
+    , m_settings(settings)
+    , m_hasKey(std::move(hasKey))
+    , m_localDelay(new Debouncer(localDelayMs, this))
+    , m_claudeDelay(new Debouncer(claudeDelayMs, this))
+    , m_calls(std::make_unique<CallThreads>())
+{
+    m_localDelay->setObjectName(QStringLiteral("localSearchDelay"));
+    m_claudeDelay->setObjectName(QStringLiteral("claudeStepDelay"));
+}
+
+SearchModel::~SearchModel()
+{
+    m_localTask.cancel();
+    m_aiTask.cancel();
+}
+
+QList<FileHit> SearchModel::otherResults() const
+{
+    return withoutPicks(_results, _ranked);
+}
+
+QVariantList SearchModel::chipList() const
+{
+    QVariantList list;
+    for (const FilterChip &chip : chips()) {
+        list.append(QVariantMap{{QStringLiteral("facet"), facetName(chip.facet)},
+                                {QStringLiteral("label"), chip.label},
+                                {QStringLiteral("symbol"), chip.symbol},
+                                {QStringLiteral("tint"), chipTint(chip)}});
+    }
+    return list;
+}
+
+void SearchModel::setText(const QString &text)
+{
+    if (_text == text)
+        return;
+    _text = text;
+    Q_EMIT textChanged();
+    textEdited();
+}
+
+void SearchModel::textEdited()
+{
+    m_aiTask.cancel();
+    m_claudeDelay->cancel();
+    setRanked({});
+    setAiAnswered(false);
+
+    const QString trimmed = _text.trimmed();
+    if (trimmed.isEmpty()) {
+        m_localTask.cancel();
+        m_localDelay->cancel();
+        setQuery(SearchQuery{});
+        setResults({});
+        setPhase(Phase::idle);
+        return;
+    }
+    setQuery(LocalQueryParser().parse(trimmed));
+    startLocalSearch(localDelayMs);
+
+    // A purely structured request such as "videos last month" never costs a
+    // Claude call by itself.
+    const bool wordsLeft = !_query.keywords.isEmpty() || !_query.relatedTerms.isEmpty();
+    if (m_settings.aiSearchEnabled() && wordCount(trimmed) >= automaticStepWords && wordsLeft && m_hasKey())
+        m_claudeDelay->call([this](const CancellationToken &) { submit(); });
+}
+
+void SearchModel::startLocalSearch(int delayMs)
+{
+    m_localTask.cancel();
+    m_localDelay->cancel();
+    setPhase(Phase::searching);
+    const SearchQuery query = _query;
+    if (delayMs > 0)
+        m_localDelay->call([this, query](const CancellationToken &) { runLocalSearch(query); });
+    else
+        runLocalSearch(query);
+}
+
+void SearchModel::runLocalSearch(const SearchQuery &query)
+{
+    m_localTask = CancellationToken();
+    const SearchEngine *engine = &m_engine;
+    Tasks::run(
+        Tasks::Priority::UserInitiated,
+        [this, engine, query](const CancellationToken &token) {
+            QList<FileHit> hits;
+            // The local path never fails visibly: a store error shows as no results.
+            try {
+                hits = engine->search(query, resultLimit);
+            } catch (const std::exception &) {
+            }
+            if (token.isCancelled())
+                return;
+            Tasks::deliver(this, token, [this, hits] {
+                if (!_aiAnswered)
+                    setResults(hits);
+                if (_phase == Phase::searching)
+                    setPhase(Phase::done);
+            });
+        },
+        m_localTask);
+}
+
+void SearchModel::submit()
+{
+    m_claudeDelay->cancel();
+    const QString trimmed = _text.trimmed();
+    if (trimmed.isEmpty())
+        return;
+    // The pause timer or Return may see text that the query has not caught up with.
+    if (trimmed != _query.raw) {
+        setQuery(LocalQueryParser().parse(trimmed));
+        startLocalSearch(0);
+    }
+    if (!m_settings.aiSearchEnabled())
+        return;
+    if (m_hasKey()) {
+        // A second Return on an answered request costs nothing.
+        if (m_lastAIText != trimmed || !_aiAnswered)
+            startClaudeStep(trimmed, _query);
+        return;
+    }
+    if (wordCount(trimmed) >= automaticStepWords)
+        setPhase(Phase::failed, ClaudeError::missingAPIKey().description());
+}
+
+void SearchModel::startClaudeStep(const QString &text, const SearchQuery &query)
+{
+    m_aiTask.cancel();
+    m_aiTask = CancellationToken();
+    m_lastAIText = text;
+    ClaudeStep step{text, query, query, m_settings.fastModel(), m_settings.aiRerankEnabled(),
+                    QDateTime::currentDateTime(), UserCalendar::current(), m_aiTask};
+    setPhase(Phase::understanding);
+
+    const SearchPlanner planner(m_claude, step.model);
+    m_calls->start([this, planner, step]() mutable {
+        try {
+            const SearchPlan plan = planner.plan(step.text, step.now, step.calendar, step.token);
+            step.merged = step.local.merged(plan, step.calendar);
+            Tasks::deliver(this, step.token, [this, step] { planArrived(step); });
+        } catch (const CancellationError &) {
+        } catch (const DescribedError &error) {
+            failClaudeStep(step.token, error.description());
+        } catch (const std::exception &error) {
+            failClaudeStep(step.token, QString::fromLocal8Bit(error.what()));
+        }
+    });
+}
+
+void SearchModel::planArrived(const ClaudeStep &step)
+{
+    setQuery(step.merged);
+    const SearchEngine *engine = &m_engine;
+    Tasks::run(
+        Tasks::Priority::UserInitiated,
+        [this, engine, step](const CancellationToken &token) {
+            try {
+                const QList<FileHit> candidates = claudeCandidates(*engine, step.merged, step.local);
+                if (token.isCancelled())
+                    return;
+                Tasks::deliver(this, token, [this, step, candidates] { candidatesArrived(step, candidates); });
+            } catch (const DescribedError &error) {
+                failClaudeStep(token, error.description());
+            }
+        },
+        step.token);
+}
+
+void SearchModel::candidatesArrived(const ClaudeStep &step, const QList<FileHit> &candidates)
+{
+    setResults(candidates);
+    // From here on a local search still in flight cannot overwrite them.
+    setAiAnswered(true);
+    if (!step.rerank || candidates.isEmpty()) {
+        setPhase(Phase::done);
+        return;
+    }
+    setPhase(Phase::ranking);
+    const QList<FileHit> shown = candidates.mid(0, ClaudeSearch::rerankShown);
+    const SearchReranker reranker(m_claude, step.model);
+    m_calls->start([this, reranker, step, shown] {
+        try {
+            const QList<RankedMatch> matches = reranker.rank(step.text, step.merged.summary, shown, step.token);
+            const QList<FileHit> picks = rankedPicks(matches, shown);
+            Tasks::deliver(this, step.token, [this, picks] {
+                setRanked(picks);
+                setPhase(Phase::done);
+            });
+        } catch (const CancellationError &) {
+        } catch (const DescribedError &error) {
+            failClaudeStep(step.token, error.description());
+        } catch (const std::exception &error) {
+            failClaudeStep(step.token, QString::fromLocal8Bit(error.what()));
+        }
+    });
+}
+
+// The results stay as they are: a failed plan leaves the local results on
+// screen, a failed rerank the candidates.
+void SearchModel::failClaudeStep(const CancellationToken &token, const QString &description)
+{
+    Tasks::deliver(this, token, [this, description] { setPhase(Phase::failed, description); });
+}
+
+void SearchModel::remove(const FilterChip &chip)
+{
+    m_aiTask.cancel();
+    m_claudeDelay->cancel();
+    SearchQuery query = _query;
+    FileFilter &filter = query.filter;
+    switch (chip.facet) {
+    case FilterChip::Facet::kind: filter.kinds.remove(chip.kind); break;
+    case FilterChip::Facet::ext: filter.extensions.remove(chip.value); break;
+    case FilterChip::Facet::source: filter.sources.remove(chip.value); break;
+    case FilterChip::Facet::keyword:
+        query.keywords.removeAll(chip.value);
+        query.relatedTerms.removeAll(chip.value);
+        break;
+    case FilterChip::Facet::date:
+        filter.dateFrom.reset();
+        filter.dateTo.reset();
+        query.dateLabel.reset();
+        break;
+    case FilterChip::Facet::minSize: filter.minSize.reset(); break;
+    case FilterChip::Facet::maxSize: filter.maxSize.reset(); break;
+    case FilterChip::Facet::screenshots: filter.screenshotsOnly = false; break;
+    }
+    setQuery(query);
+    setRanked({});
+    setAiAnswered(false);
+    startLocalSearch(0);
+}
+
+void SearchModel::removeChip(int index)
+{
+    const QList<FilterChip> shown = chips();
+    if (index >= 0 && index < shown.size())
+        remove(shown.at(index));
+}
+
+void SearchModel::setQuery(const SearchQuery &query)
+{
+    if (_query == query)
+        return;
+    _query = query;
+    Q_EMIT queryChanged();
+}
+
+void SearchModel::setResults(const QList<FileHit> &results)
+{
+    if (_results == results)
+        return;
+    _results = results;
+    Q_EMIT resultsChanged();
+}
+
+void SearchModel::setRanked(const QList<FileHit> &ranked)
+{
+    if (_ranked == ranked)
+        return;
+    _ranked = ranked;
+    Q_EMIT rankedChanged();
+}
+
+void SearchModel::setPhase(Phase phase, const QString &failureText)
+{
+    if (_phase == phase && _failureText == failureText)
+        return;
+    _phase = phase;
+    _failureText = failureText;
+    Q_EMIT phaseChanged();
+}
+
+void SearchModel::setAiAnswered(bool answered)
+{
+    if (_aiAnswered == answered)
+        return;
+    _aiAnswered = answered;
+    Q_EMIT aiAnsweredChanged();
+}
