@@ -282,6 +282,8 @@ int runAsk(CommandContext &context)
     const QString raw = context.positional().join(u' ');
     if (raw.trimmed().isEmpty()) {
         if (context.positional().isEmpty() && CommandContext::isTerminal(stdin) && !context.wantsJson()) {
+            if (const auto missing = CommandContext::missingClaudeKey(QStringLiteral("answer")))
+                return context.failure(*missing);
             AskSession session(context);
             return converse(context, session);
         }
@@ -294,6 +296,8 @@ int runAsk(CommandContext &context)
         return context.usageError(QStringLiteral("the question is %1 characters long; ask in at most %2")
                                       .arg(Format::count(question.size()), Format::count(questionLimit)));
 
+    if (const auto missing = CommandContext::missingClaudeKey(QStringLiteral("answer")))
+        return context.failure(*missing);
     AskSession session(context);
     const bool json = context.wantsJson();
     const TurnRecord turn = session.ask(question, json ? Output::collected : Output::streamed);

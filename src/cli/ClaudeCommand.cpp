@@ -20,6 +20,8 @@ int runClaude(CommandContext &context)
     const QString prompt = context.positional().join(u' ').trimmed();
     if (prompt.isEmpty())
         return context.usageError(QStringLiteral("missing PROMPT"));
+    if (const auto missing = CommandContext::missingClaudeKey(QStringLiteral("answer")))
+        return context.failure(*missing);
 
     MessageRequest request;
     request.model = context.options().isSet(modelOption) ? context.options().value(modelOption)

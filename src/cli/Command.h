@@ -4,6 +4,8 @@
 // the command line prints the same way.
 #pragma once
 
+#include <optional>
+
 #include <QCommandLineParser>
 #include <QJsonValue>
 #include <QTextStream>
@@ -44,6 +46,11 @@ public:
     void progress(const QString &line);
     void endProgress();
     static bool isTerminal(FILE *stream);
+
+    // Nothing when Claude has an API key to work with; otherwise the line a
+    // command says instead, with what it needed the key for: "Claude needs
+    // an API key to answer; add one with `larder key set`."
+    static std::optional<QString> missingClaudeKey(const QString &neededFor);
 
     // The command's help, headed "Usage: larder NAME [options]".
     QString helpText() const;

@@ -1,5 +1,7 @@
 #include "cli/CommandLine.h"
 
+#include "claude/APIKeyStore.h"
+
 #include "cli/Command.h"
 #include "cli/Printable.h"
 #include "app/AppModel.h"
@@ -80,6 +82,13 @@ void CommandContext::printJson(const QJsonValue &value)
     QJsonDocument document = value.isArray() ? QJsonDocument(value.toArray()) : QJsonDocument(value.toObject());
     m_out << document.toJson(QJsonDocument::Indented);
     m_out.flush();
+}
+
+std::optional<QString> CommandContext::missingClaudeKey(const QString &neededFor)
+{
+    if (const auto key = APIKeyStore::shared().key(); key && !key->isEmpty())
+        return std::nullopt;
+    return QStringLiteral("Claude needs an API key to %1; add one with `larder key set`.").arg(neededFor);
 }
 
 bool CommandContext::isTerminal(FILE *stream)

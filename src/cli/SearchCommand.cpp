@@ -46,9 +46,8 @@ struct ClaudeAnswer
 std::optional<ClaudeAnswer> askClaude(CommandContext &context, const QString &text, const SearchQuery &local,
                                       const SearchEngine &engine)
 {
-    if (const auto key = APIKeyStore::shared().key(); !key || key->isEmpty()) {
-        context.err() << "Claude needs an API key to read the request; add one with `larder key set`. "
-                         "These are the local results only.\n";
+    if (const auto missing = CommandContext::missingClaudeKey(QStringLiteral("read the request"))) {
+        context.err() << *missing << " These are the local results only.\n";
         context.err().flush();
         return std::nullopt;
     }

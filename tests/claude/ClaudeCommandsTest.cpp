@@ -47,6 +47,7 @@ TEST(ClaudeCommands, SayEveryOutcomeWithoutShowingTheKey)
         {u"key check"_s, FakeReply::json(529, "{}"), secretKey, 1, u"Claude is overloaded right now."_s},
         {u"claude --stream hi"_s, echoing, secretKey, 1, u"Claude error 400: key [API key] is not allowed here"_s},
         {u"claude"_s, {}, secretKey, 2, u"missing PROMPT"_s},
+        {u"claude hi"_s, {}, {}, 1, u"Claude needs an API key to answer; add one with `larder key set`."_s},
         {u"claude Say hello"_s, FakeReply::message(u"Hello from the fake."_s), secretKey, 0, u"Hello from the fake.\n"_s, {},
          R"("messages":[{"content":"Say hello","role":"user"}],"model":"claude-haiku-5-5")"},
         {u"claude --stream --model claude-opus-5 Say hello"_s, FakeReply::streamedMessage({u"Hello "_s, u"in "_s, u"pieces."_s}),
