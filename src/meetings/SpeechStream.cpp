@@ -47,6 +47,7 @@ void SpeechStream::feed(std::span<const float> samples)
     }
     if (!m_utterance.empty() && m_utterance.size() - m_guessedSize >= size_t(samplesOf(m_timings.volatileInterval))) {
         m_guessedSize = m_utterance.size();
+        m_guessShown = true;
         report(false, m_consumed - m_pauseSamples);
     }
 }
@@ -68,10 +69,12 @@ void SpeechStream::processWindow(std::span<const float> window)
         m_utterance = std::move(m_leadIn);
         m_leadIn.clear();
         m_utteranceStart = windowStart - int64_t(m_utterance.size());
+        // Guesses count the speech, not the lead-in.
+        m_guessedSize = m_utterance.size();
+        m_guessShown = false;
         m_utterance.insert(m_utterance.end(), window.begin(), window.end());
         m_speechSamples = int64_t(window.size());
         m_pauseSamples = 0;
-        m_guessedSize = 0;
         return;
     }
 
@@ -103,12 +106,16 @@ void SpeechStream::close(int64_t endSample)
 {
     // A click is dropped, unless a guess for it was shown already: that
     // guess must be answered by a final result.
-    if (m_speechSamples >= samplesOf(m_timings.shortestSpeech) || m_guessedSize > 0)
+    if (m_speechSamples >= samplesOf(m_timings.shortestSpeech) || m_guessShown)
         report(true, endSample);
+    // The closing pause leads into the next utterance; speech cut at the
+    // longest length is not repeated in it.
+    const size_t keep = std::min({m_utterance.size(), size_t(samplesOf(m_timings.leadIn)), size_t(m_pauseSamples)});
+    m_leadIn.assign(m_utterance.end() - keep, m_utterance.end());
     m_utterance.clear();
     m_speechSamples = 0;
     m_pauseSamples = 0;
-    m_guessedSize = 0;
+    m_guessShown = false;
 }
 
 void SpeechStream::report(bool isFinal, int64_t endSample)

@@ -33,7 +33,7 @@ struct UtteranceTimings
     double volatileInterval = 0.5; // seconds of new speech between running guesses
     double closingSilence = 0.3;   // a pause this long ends an utterance
     double longestUtterance = 20.0;
-    double leadIn = 0.1;           // audio kept from before the speech began
+    double leadIn = 0.3;           // audio kept from before the speech began
     double shortestSpeech = 0.1;   // anything shorter is a click, not speech
     float speechThreshold = 0.5f;  // a window this likely opens an utterance
     float pauseThreshold = 0.35f;  // and one below this counts towards a pause
@@ -76,4 +76,5 @@ private:
     int64_t m_speechSamples = 0;
     int64_t m_pauseSamples = 0;
     size_t m_guessedSize = 0;         // utterance size at the last guess
+    bool m_guessShown = false;        // for the open utterance
 };

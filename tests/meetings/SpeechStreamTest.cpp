@@ -39,7 +39,7 @@ std::vector<Range> finals(const std::vector<TranscriptUpdate> &updates)
 
 TEST(SpeechStream, CutsUtterancesAtPausesAndAtTheLongestLength)
 {
-    // Times are window-aligned (32 ms) and include 0.1 s of lead-in.
+    // Times are window-aligned (32 ms) and include 0.3 s of lead-in.
     struct Case
     {
         const char *name;
@@ -47,11 +47,11 @@ TEST(SpeechStream, CutsUtterancesAtPausesAndAtTheLongestLength)
         std::vector<Range> expected;
     };
     const Case cases[] = {
-        {"one phrase", FakeAudio().silence(0.5).speech(1.0).silence(1.0), {{0.4, 1.5}}},
+        {"one phrase", FakeAudio().silence(0.5).speech(1.0).silence(1.0), {{0.2, 1.5}}},
         {"a short pause keeps it open", FakeAudio().speech(1.0).silence(0.2).speech(1.0).silence(1.0), {{0.0, 2.2}}},
-        {"a pause of 0.3 s closes it", FakeAudio().speech(1.0).silence(0.4).speech(1.0).silence(1.0), {{0.0, 1.0}, {1.3, 2.4}}},
+        {"a pause of 0.3 s closes it", FakeAudio().speech(1.0).silence(0.4).speech(1.0).silence(1.0), {{0.0, 1.0}, {1.1, 2.4}}},
         {"twenty seconds at most", FakeAudio().speech(25.0).silence(1.0), {{0.0, 20.0}, {20.0, 25.0}}},
-        {"still speaking at the end", FakeAudio().silence(1.0).speech(2.0), {{0.9, 3.0}}},
+        {"still speaking at the end", FakeAudio().silence(1.0).speech(2.0), {{0.7, 3.0}}},
         {"a click is not speech", FakeAudio().silence(1.0).speech(0.05).silence(1.0), {}},
         {"silence only", FakeAudio().silence(3.0), {}},
     };

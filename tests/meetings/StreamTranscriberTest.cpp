@@ -98,7 +98,7 @@ TEST(StreamTranscriber, SpeechOpenAtFinishArrivesAsFinalBeforeFinishReturns)
     const std::vector<TranscriptUpdate> finals = collected.finals();
     ASSERT_EQ(finals.size(), 1u);
     EXPECT_EQ(finals[0].speaker, Speaker::them);
-    EXPECT_NEAR(finals[0].start, 0.9, 0.05);
+    EXPECT_NEAR(finals[0].start, 0.7, 0.05);
     EXPECT_NEAR(finals[0].end, 2.0, 0.05);
 }
 
