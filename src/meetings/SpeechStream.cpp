@@ -28,11 +28,6 @@ SpeechStream::SpeechStream(const SpeechEngine &engine, Speaker speaker, UpdateHa
 
 SpeechStream::~SpeechStream() = default;
 
-double SpeechStream::position() const
-{
-    return secondsOf(m_consumed + int64_t(m_partialWindow.size()));
-}
-
 void SpeechStream::feed(std::span<const float> samples)
 {
     const size_t window = SpeechEngine::windowSamples;

@@ -54,9 +54,6 @@ public:
     // Closes the open utterance, if any, and reports it as final.
     void finish();
 
-    // Seconds of audio fed so far.
-    double position() const;
-
 private:
     void processWindow(std::span<const float> window);
     void close(int64_t endSample);

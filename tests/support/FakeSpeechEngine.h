@@ -15,11 +15,10 @@ class FakeSpeechEngine : public SpeechEngine
 public:
     std::unique_ptr<VoiceDetector> makeVoiceDetector() const override
     {
-        struct Loudness : VoiceDetector
-        {
-            float speechProbability(std::span<const float> window) override
+        struct Loudness : VoiceDetector {
+            float speechProbability(std::span<const float> w) override
             {
-                return std::any_of(window.begin(), window.end(), [](float s) { return std::fabs(s) > 0.05f; }) ? 0.9f : 0.0f;
+                return std::any_of(w.begin(), w.end(), [](float s) { return std::fabs(s) > 0.05f; }) ? 0.9f : 0.0f;
             }
         };
         return std::make_unique<Loudness>();

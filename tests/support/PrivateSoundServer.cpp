@@ -61,12 +61,17 @@ QString PrivateSoundServer::address() const
     return QStringLiteral("unix:") + m_folder.filePath(QStringLiteral("native"));
 }
 
+QProcessEnvironment PrivateSoundServer::clientEnvironment() const
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("PULSE_SERVER"), address());
+    return environment;
+}
+
 bool PrivateSoundServer::control(const QStringList &arguments) const
 {
     QProcess pactl;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("PULSE_SERVER"), address());
-    pactl.setProcessEnvironment(environment);
+    pactl.setProcessEnvironment(clientEnvironment());
     pactl.start(QStringLiteral("pactl"), arguments);
     return pactl.waitForFinished(5000) && pactl.exitStatus() == QProcess::NormalExit && pactl.exitCode() == 0;
 }
@@ -74,9 +79,7 @@ bool PrivateSoundServer::control(const QStringList &arguments) const
 std::unique_ptr<QProcess> PrivateSoundServer::play(const QString &wavPath, const QString &sink) const
 {
     auto player = std::make_unique<QProcess>();
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("PULSE_SERVER"), address());
-    player->setProcessEnvironment(environment);
+    player->setProcessEnvironment(clientEnvironment());
     player->start(QStringLiteral("paplay"), {QStringLiteral("--device=") + sink, wavPath});
     return player;
 }

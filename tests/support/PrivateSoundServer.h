@@ -33,6 +33,8 @@ public:
     std::unique_ptr<QProcess> play(const QString &wavPath, const QString &sink) const;
 
 private:
+    QProcessEnvironment clientEnvironment() const;
+
     QTemporaryDir m_folder;
     QProcess m_daemon;
     QByteArray m_previousServer;

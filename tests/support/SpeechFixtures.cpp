@@ -2,6 +2,7 @@
 
 #include <QFile>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 
 namespace SpeechFixtures {
@@ -35,9 +36,9 @@ std::vector<float> spokenSamples(const QString &text, const Voice &voice, int sa
     return samples;
 }
 
-std::vector<float> silence(double seconds, int sampleRate)
+QStringList words(const QString &text)
 {
-    return std::vector<float>(size_t(seconds * sampleRate), 0.0f);
+    return text.toLower().split(QRegularExpression(QStringLiteral("[^a-z0-9]+")), Qt::SkipEmptyParts);
 }
 
 } // namespace SpeechFixtures

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 #include <vector>
 
@@ -18,7 +19,8 @@ struct Voice
 bool writeSpeech(const QString &wavPath, const QString &text, const Voice &voice = {});
 // Empty when espeak-ng or sox is missing or fails.
 std::vector<float> spokenSamples(const QString &text, const Voice &voice = {}, int sampleRate = 16000);
-// Silence of the given length.
-std::vector<float> silence(double seconds, int sampleRate = 16000);
+
+// The words of a transcript, lower-cased, without punctuation.
+QStringList words(const QString &text);
 
 } // namespace SpeechFixtures
