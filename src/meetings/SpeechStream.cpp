@@ -49,7 +49,12 @@ void SpeechStream::feed(std::span<const float> samples)
 
 void SpeechStream::processWindow(std::span<const float> window)
 {
-    const float probability = m_detector->speechProbability(window);
+    float probability = 0.0f;
+    try {
+        probability = m_detector->speechProbability(window);
+    } catch (const SpeechEngineError &) {
+        // A window the detector couldn't score counts as a pause.
+    }
     const int64_t windowStart = m_consumed;
     m_consumed += int64_t(window.size());
 

@@ -30,7 +30,9 @@ public:
     // Connects and starts recording; throws AudioCaptureError, leaving
     // nothing open. onBuffer runs on the capture's thread for every block.
     // onFailure, if given, hears once when recording ends on its own (the
-    // device went away, the server stopped); what came before is kept.
+    // device went away, the server stopped); what came before is kept. Both
+    // run on the capture's thread and must not call stop(): hand over to
+    // another thread first.
     void start(BufferHandler onBuffer, FailureHandler onFailure = {});
     // Releases everything; safe to call repeatedly and after a failed start.
     void stop();
