@@ -3,7 +3,7 @@ BUILD      ?= build
 ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
 
-.PHONY: run test test-asan bench build deps clean
+.PHONY: run test test-asan bench build deps clean install
 
 run: build
 	./$(BUILD)/larder index
@@ -23,6 +23,10 @@ bench: build
 build: deps
 	cmake -S . -B $(BUILD) -G Ninja
 	cmake --build $(BUILD) -j $(JOBS)
+
+# The program, with the speech runtime and models under lib/larder/speech.
+install: build
+	cmake --install $(BUILD)
 
 deps:
 	scripts/install-deps

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "claude/JSONDecoder.h"
+#include "meetings/Speaker.h"
 
 #include <QDateTime>
 #include <QList>
@@ -11,8 +12,6 @@
 
 #include <optional>
 
-// Who spoke: the microphone is "me", the call's audio is "them".
-enum class Speaker { me, them };
 QString speakerRawValue(Speaker speaker);
 // "me" is me; every other text, the empty one included, is them.
 Speaker speakerFromRawValue(const QString &raw);
