@@ -3,11 +3,22 @@ BUILD      ?= build
 ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
 
-.PHONY: run test test-asan bench build deps clean
+PREFIX     ?= $(HOME)/.local
 
+.PHONY: run test test-asan bench build deps clean install
+
+# Builds the program and opens its window.
 run: build
-	./$(BUILD)/larder index
-	./$(BUILD)/larder status
+	./$(BUILD)/larder
+
+# Installs the program, its launcher entry and its icon for this user:
+# $(PREFIX)/bin, and the XDG data folder's applications and icons.
+install: deps
+	cmake -S . -B $(BUILD) -G Ninja -DCMAKE_INSTALL_PREFIX=$(PREFIX)
+	cmake --build $(BUILD) -j $(JOBS) --target larder
+	cmake --install $(BUILD)
+	-update-desktop-database $(PREFIX)/share/applications 2>/dev/null
+	-gtk-update-icon-cache -q -t $(PREFIX)/share/icons/hicolor 2>/dev/null
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)

@@ -1,4 +1,6 @@
 #include "cli/CommandLine.h"
+#include "core/Defaults.h"
+#include "screens/DesktopApp.h"
 
 #include <QCoreApplication>
 
@@ -6,6 +8,13 @@
 
 int main(int argc, char *argv[])
 {
+    // No command, with or without launch arguments: the desktop application.
+    QStringList given;
+    for (int i = 1; i < argc; ++i)
+        given.append(QString::fromLocal8Bit(argv[i]));
+    if (Defaults::splitArguments(given).rest.isEmpty())
+        return DesktopApp::run(argc, argv);
+
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Larder"));
     QCoreApplication::setApplicationVersion(QStringLiteral(LARDER_VERSION));
