@@ -59,7 +59,7 @@ Shell::~Shell()
 bool Shell::show()
 {
     m_engine->addImportPath(QStringLiteral("qrc:/qt/qml"));
-    m_engine->load(QUrl(QStringLiteral("qrc:/qt/qml/Larder/qml/Main.qml")));
+    m_engine->load(QUrl(QStringLiteral("qrc:/qt/qml/Larder/Main.qml")));
     QQuickWindow *main = window();
     if (!main) {
         std::fputs("larder: the window could not be loaded.\n", stderr);

@@ -25,6 +25,7 @@ Window {
     color: Theme.window
     visible: url.toString().length > 0
     onUrlChanged: page = 0
+    onVisibleChanged: if (visible) { raise(); requestActivate() }
     onClosing: app.closePreview()
 
     function step(by) {

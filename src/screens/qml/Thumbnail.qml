@@ -20,6 +20,17 @@ Item {
         tint: root.tint
         visible: picture.status !== Image.Ready
     }
+    // A hairline frame, so that white pages and pale pictures stand out.
+    Rectangle {
+        visible: picture.status === Image.Ready
+        anchors.centerIn: parent
+        width: picture.paintedWidth + 2
+        height: picture.paintedHeight + 2
+        radius: 3
+        color: "transparent"
+        border.color: Theme.separator
+        z: 1
+    }
     Image {
         id: picture
         anchors.fill: parent
