@@ -40,17 +40,20 @@ std::optional<qint64> modificationSeconds(const QString &path)
     return info.lastModified().toSecsSinceEpoch();
 }
 
-// A cached thumbnail counts when it names the file's modification time.
+// A cached thumbnail counts when it names the file's modification time. The
+// stamp is read from the decoded image: the reader's own text lookup splits
+// keys at their colons.
 QImage validThumbnail(const QString &thumbnailPath, qint64 mtime)
 {
+    if (!QFile::exists(thumbnailPath))
+        return {};
     QImageReader reader(thumbnailPath, "png");
-    if (!reader.canRead())
-        return {};
+    QImage image = reader.read();
     bool numeric = false;
-    const qint64 stamp = reader.text(QStringLiteral("Thumb::MTime")).toLongLong(&numeric);
-    if (!numeric || stamp != mtime)
+    const qint64 stamp = image.text(QStringLiteral("Thumb::MTime")).toLongLong(&numeric);
+    if (image.isNull() || !numeric || stamp != mtime)
         return {};
-    return reader.read();
+    return image;
 }
 
 bool isPdf(const QString &path)
