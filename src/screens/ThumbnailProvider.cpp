@@ -26,15 +26,16 @@ public:
         }, m_token);
     }
 
+    // A file without a picture answers one transparent pixel, which the tile
+    // takes as "keep the kind's icon", without a warning for every tile.
     QQuickTextureFactory *textureFactory() const override
     {
+        if (m_image.isNull()) {
+            QImage none(1, 1, QImage::Format_ARGB32_Premultiplied);
+            none.fill(Qt::transparent);
+            return QQuickTextureFactory::textureFactoryForImage(none);
+        }
         return QQuickTextureFactory::textureFactoryForImage(m_image);
-    }
-
-    QString errorString() const override
-    {
-        // No picture: the tile keeps the kind's icon.
-        return m_image.isNull() ? QStringLiteral("no picture") : QString();
     }
 
     void cancel() override { m_token.cancel(); }

@@ -119,7 +119,7 @@ Window {
             EmptyStateView {
                 anchors.centerIn: parent
                 width: parent.width - 80
-                visible: preview.kind === "none" || (picture.visible && picture.status === Image.Error)
+                visible: preview.kind === "none" || (picture.visible && (picture.status === Image.Error || (picture.status === Image.Ready && picture.implicitWidth <= 1)))
                 symbol: "eye"
                 title: "No preview"
                 message: "This file can't be shown here. Open it with its application instead."

@@ -18,11 +18,11 @@ Item {
         size: Math.min(root.width, root.height) * 0.6
         symbol: root.symbol
         tint: root.tint
-        visible: picture.status !== Image.Ready
+        visible: !picture.shown
     }
     // A hairline frame, so that white pages and pale pictures stand out.
     Rectangle {
-        visible: picture.status === Image.Ready
+        visible: picture.shown
         anchors.centerIn: parent
         width: picture.paintedWidth + 2
         height: picture.paintedHeight + 2
@@ -33,6 +33,8 @@ Item {
     }
     Image {
         id: picture
+        // A picture of one pixel means the file has none.
+        readonly property bool shown: status === Image.Ready && implicitWidth > 1
         anchors.fill: parent
         source: root.source
         sourceSize.width: Math.ceil(root.size * Screen.devicePixelRatio)
@@ -40,7 +42,7 @@ Item {
         asynchronous: true
         cache: false
         fillMode: Image.PreserveAspectFit
-        opacity: status === Image.Ready ? 1 : 0
+        opacity: shown ? 1 : 0
         Behavior on opacity { NumberAnimation { duration: 160 } }
     }
 }
