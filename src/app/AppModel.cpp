@@ -119,6 +119,13 @@ void AppModel::startIndexing()
     Q_EMIT indexingStarted(roots);
 }
 
+void AppModel::completeOnboarding()
+{
+    m_settings.setOnboardingComplete(true);
+    setShowOnboarding(false);
+    startIndexing();
+}
+
 void AppModel::setToast(const std::optional<QString> &toast)
 {
     // A toast stands for its time from when it is set; a newer one replaces

@@ -79,7 +79,10 @@ public:
 
     // Indexes the roots of the settings that are folders, in order. When the
     // library can't be claimed, the toast says why and nothing starts.
-    void startIndexing();
+    Q_INVOKABLE void startIndexing();
+    // The end of onboarding: remembered in the settings, the welcome closes
+    // and indexing starts.
+    Q_INVOKABLE void completeOnboarding();
     // The roots startIndexing() would index now.
     QStringList existingIndexRoots() const;
 

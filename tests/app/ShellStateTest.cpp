@@ -3,6 +3,7 @@
 // file.
 #include "app/AppModel.h"
 #include "core/Defaults.h"
+#include "indexing/Indexer.h"
 #include "store/IndexStore.h"
 #include "support/LibraryBuilder.h"
 #include "support/TestEnvironment.h"
@@ -150,6 +151,23 @@ TEST_F(ShellStateTest, PinsArePersistedOnceAndUnpinRemovesEveryOccurrence)
     // A new settings object over the same file reads the pins back.
     Defaults reread(settingsPath());
     EXPECT_EQ(AppSettings(reread).pinnedFolders(), QStringList({"/srv/share"}));
+}
+
+TEST_F(ShellStateTest, CompletingOnboardingIsRememberedAndStartsIndexing)
+{
+    qunsetenv("LARDER_TEST_HOST");
+    m_defaults = std::make_unique<Defaults>(settingsPath(), QStringList{"-LarderDatabase", m_dir.path() + "/Library.sqlite"});
+    m_settings = std::make_unique<AppSettings>(*m_defaults);
+    m_settings->setIndexedFolders({TestEnvironment::makeFolder("onboarding-docs")});
+    AppModel model(*m_settings);
+    ASSERT_TRUE(model.showOnboarding());
+    QSignalSpy started(&model, &AppModel::indexingStarted);
+    model.completeOnboarding();
+    EXPECT_FALSE(model.showOnboarding());
+    EXPECT_EQ(started.count(), 1);
+    Defaults reread(settingsPath());
+    EXPECT_TRUE(AppSettings(reread).onboardingComplete());
+    model.indexer().stop();
 }
 
 TEST_F(ShellStateTest, PreviewStepsThroughItsListOrShowsTheOneFile)

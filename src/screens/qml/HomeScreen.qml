@@ -53,6 +53,53 @@ Flickable {
             }
         }
 
+        // Until onboarding is done nothing is indexed: the welcome says what
+        // will be read and starts it.
+        Card {
+            objectName: "welcome"
+            visible: app.showOnboarding
+            Layout.fillWidth: true
+            implicitHeight: welcomeRow.implicitHeight + 32
+            RowLayout {
+                id: welcomeRow
+                width: parent.width
+                spacing: 16
+                KindIcon { symbol: "sparkles"; tint: "#a259e6"; size: 48 }
+                ColumnLayout {
+                    Layout.fillWidth: true
+                    spacing: 3
+                    Text {
+                        text: "Welcome to Juniper Larder"
+                        color: Theme.text
+                        font.family: Theme.fontFamily
+                        font.pixelSize: Theme.headingSize
+                        font.weight: Font.DemiBold
+                    }
+                    Text {
+                        Layout.fillWidth: true
+                        text: "Larder indexes these folders. Everything stays on this computer: file names, metadata and the text inside documents and images are read locally."
+                        color: Theme.secondaryText
+                        font.family: Theme.fontFamily
+                        font.pixelSize: Theme.bodySize
+                        wrapMode: Text.Wrap
+                    }
+                    Text {
+                        Layout.fillWidth: true
+                        text: app.settings.indexedFolders.join("  ·  ")
+                        color: Theme.tertiaryText
+                        font.family: Theme.fontFamily
+                        font.pixelSize: Theme.captionSize
+                        elide: Text.ElideMiddle
+                    }
+                }
+                StyledButton {
+                    text: "Start Indexing"
+                    prominent: true
+                    onClicked: app.completeOnboarding()
+                }
+            }
+        }
+
         // The search field leads to the search screen.
         ColumnLayout {
             Layout.fillWidth: true
@@ -145,9 +192,11 @@ Flickable {
             // Storage by kind.
             Card {
                 Layout.fillWidth: true
+                Layout.preferredWidth: 100 // takes what the insights leave
                 Layout.alignment: Qt.AlignTop
-                implicitHeight: 178
+                implicitHeight: Math.max(storageColumn.implicitHeight + 32, 206)
                 ColumnLayout {
+                    id: storageColumn
                     width: parent.width
                     spacing: 14
                     SectionHeader { Layout.fillWidth: true; title: "Storage" }
@@ -195,7 +244,8 @@ Flickable {
 
             // What could be tidied, and meetings.
             ColumnLayout {
-                Layout.preferredWidth: 300
+                Layout.fillWidth: false
+                Layout.preferredWidth: Math.max(340, home.pageWidth * 0.36)
                 Layout.alignment: Qt.AlignTop
                 spacing: 10
                 InsightCard {

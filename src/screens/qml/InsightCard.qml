@@ -10,11 +10,12 @@ Rectangle {
     property string value
     property string detail
     signal action()
-    implicitHeight: 62
+    implicitHeight: Math.max(62, content.implicitHeight + 24)
     radius: Theme.radius
     color: mouse.containsMouse ? Qt.darker(Theme.surface, Theme.dark ? 0.9 : 1.02) : Theme.surface
     border.color: Theme.separator
     RowLayout {
+        id: content
         anchors.fill: parent
         anchors.margins: 12
         spacing: 12
@@ -34,6 +35,8 @@ Rectangle {
                 color: Theme.tertiaryText
                 font.family: Theme.fontFamily
                 font.pixelSize: Theme.captionSize
+                wrapMode: Text.Wrap
+                maximumLineCount: 2
                 elide: Text.ElideRight
             }
         }

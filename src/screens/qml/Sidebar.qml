@@ -40,8 +40,8 @@ Rectangle {
                             font.weight: Font.DemiBold
                             font.capitalization: Font.AllUppercase
                             font.letterSpacing: 0.6
-                            Layout.topMargin: 16
-                            Layout.bottomMargin: 4
+                            Layout.topMargin: 12
+                            Layout.bottomMargin: 3
                             Layout.leftMargin: 10
                         }
                         Repeater {

@@ -20,7 +20,7 @@ Rectangle {
         return null
     }
     objectName: "sidebar:" + key
-    implicitHeight: 30
+    implicitHeight: 28
     radius: Theme.smallRadius
     color: selected ? Theme.selection : mouse.containsMouse ? Theme.hover : "transparent"
 
