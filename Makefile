@@ -17,8 +17,8 @@ install: deps
 	cmake -S . -B $(BUILD) -G Ninja -DCMAKE_INSTALL_PREFIX=$(PREFIX)
 	cmake --build $(BUILD) -j $(JOBS) --target larder
 	cmake --install $(BUILD)
-	-update-desktop-database $(PREFIX)/share/applications 2>/dev/null
-	-gtk-update-icon-cache -q -t $(PREFIX)/share/icons/hicolor 2>/dev/null
+	@if command -v update-desktop-database >/dev/null; then update-desktop-database $(PREFIX)/share/applications; fi
+	@if command -v gtk-update-icon-cache >/dev/null; then gtk-update-icon-cache -q -t $(PREFIX)/share/icons/hicolor; fi
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
