@@ -19,10 +19,14 @@ public:
     explicit MadeImage(std::function<QImage()> make)
     {
         Tasks::run(Tasks::Priority::UserInitiated, [this, make](const CancellationToken &token) {
-            if (!token.isCancelled())
-                m_image = make();
-            // The view waits for finished() even after it cancelled.
-            Q_EMIT finished();
+            QImage image = token.isCancelled() ? QImage() : make();
+            // Back on the response's own thread, after the loader has
+            // connected to it. The loader lets a response go only after its
+            // finished(), which it waits for even after a cancel.
+            Tasks::deliver(this, [this, image = std::move(image)] {
+                m_image = image;
+                Q_EMIT finished();
+            });
         }, m_token);
     }
 
@@ -47,7 +51,9 @@ private:
 
 QString pathOf(const QString &id)
 {
-    return QUrl::fromPercentEncoding(id.left(id.indexOf(u'?')).toLatin1());
+    // The loader hands the address over partly decoded already: names
+    // outside ASCII arrive as characters, escapes such as %25 still escaped.
+    return QUrl::fromPercentEncoding(id.left(id.indexOf(u'?')).toUtf8());
 }
 
 QString parameter(const QString &id, const QString &name)
