@@ -132,7 +132,14 @@ protected:
     QQuickWindow *window() const { return m_shell->window(); }
     // The item of that name, looked up through the scene, not the
     // object tree, so that delegates and loaded screens are found too.
-    QQuickItem *item(const QString &name) const { return find(window()->contentItem(), name); }
+    QQuickItem *item(const QString &name) const
+    {
+        // From the root, so that popups over the window are found too.
+        QQuickItem *root = window()->contentItem();
+        while (root->parentItem())
+            root = root->parentItem();
+        return find(root, name);
+    }
     static QQuickItem *find(QQuickItem *under, const QString &name)
     {
         for (QQuickItem *child : under->childItems()) {
@@ -295,6 +302,19 @@ TEST_F(WindowTest, ShortcutsSelectScreensAndToggleTheViews)
     m_model->setToast(QStringLiteral("Moved 2 files to the Trash · 1.2 MB freed"));
     ASSERT_TRUE(waitUntil([&] { return item("toast")->opacity() == 1.0; }));
     capture("23-toast");
+    m_model->setToast(std::nullopt);
+
+    // Delete asks before anything moves; confirmed, the file goes to the
+    // Trash and leaves the listing.
+    QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier, grid->mapToScene(QPointF(60, 60)).toPoint());
+    const QString doomed = m_model->inspectedFile()->path;
+    press(Qt::Key_Delete, Qt::NoModifier);
+    ASSERT_TRUE(waitUntil([&] { return item("confirmButton") && item("confirmButton")->isVisible(); }));
+    capture("23-trash-confirm");
+    EXPECT_TRUE(QFile::exists(doomed));
+    click("confirmButton");
+    ASSERT_TRUE(waitUntil([&] { return !QFile::exists(doomed); }));
+    EXPECT_TRUE(m_model->toastText().startsWith("Moved 1 file to the Trash")) << m_model->toastText().toStdString();
 
     // The preview window opens on a double press and closes with Escape.
     QTest::mouseDClick(window(), Qt::LeftButton, Qt::NoModifier, grid->mapToScene(QPointF(60, 60)).toPoint());

@@ -46,6 +46,7 @@ Popup {
             spacing: 8
             StyledButton { text: "Cancel"; bordered: true; onClicked: dialog.close() }
             StyledButton {
+                objectName: "confirmButton"
                 text: dialog.confirmTitle
                 prominent: true
                 onClicked: { dialog.close(); dialog.confirmed() }
