@@ -3,11 +3,23 @@ BUILD      ?= build
 ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
 
+PREFIX     ?= $(HOME)/.local
+
 .PHONY: run test test-asan bench build deps clean install
 
+# Builds the program and opens its window.
 run: build
-	./$(BUILD)/larder index
-	./$(BUILD)/larder status
+	./$(BUILD)/larder
+
+# Installs the program, its launcher entry and its icon for this user:
+# $(PREFIX)/bin, the speech runtime and models under $(PREFIX)/lib/larder/speech,
+# and the XDG data folder's applications and icons.
+install: deps
+	cmake -S . -B $(BUILD) -G Ninja -DCMAKE_INSTALL_PREFIX=$(PREFIX)
+	cmake --build $(BUILD) -j $(JOBS) --target larder
+	cmake --install $(BUILD)
+	@if command -v update-desktop-database >/dev/null; then update-desktop-database $(PREFIX)/share/applications; fi
+	@if command -v gtk-update-icon-cache >/dev/null; then gtk-update-icon-cache -q -t $(PREFIX)/share/icons/hicolor; fi
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
@@ -23,10 +35,6 @@ bench: build
 build: deps
 	cmake -S . -B $(BUILD) -G Ninja
 	cmake --build $(BUILD) -j $(JOBS)
-
-# The program, with the speech runtime and models under lib/larder/speech.
-install: build
-	cmake --install $(BUILD)
 
 deps:
 	scripts/install-deps

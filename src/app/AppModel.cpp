@@ -1,5 +1,6 @@
 #include "app/AppModel.h"
 
+#include "claude/APIKeyStore.h"
 #include "core/AppSettings.h"
 #include "core/Defaults.h"
 #include "indexing/Indexer.h"
@@ -8,6 +9,7 @@
 #include "store/LibraryLock.h"
 #include "tidy/FileActions.h"
 
+#include <QDesktopServices>
 #include <QFileInfo>
 
 AppModel::AppModel(AppSettings &settings, QObject *parent)
@@ -39,6 +41,16 @@ AppModel::AppModel(AppSettings &settings, QObject *parent)
     m_indexer = std::make_unique<Indexer>(*m_store, *m_indexing, std::move(indexing));
 
     _showOnboarding = !m_settings.onboardingComplete() && !isRunningTests();
+    const auto key = APIKeyStore::shared().key();
+    _hasAPIKey = key && !key->isEmpty();
+
+    m_toastTimer.setParent(this);
+    m_toastTimer.setSingleShot(true);
+    m_toastTimer.setInterval(toastMilliseconds);
+    m_toastTimer.setObjectName(QStringLiteral("toastTimer"));
+    connect(&m_toastTimer, &QTimer::timeout, this, [this] { setToast(std::nullopt); });
+    if (_toast)
+        m_toastTimer.start();
 }
 
 AppModel::~AppModel() = default;
@@ -107,8 +119,21 @@ void AppModel::startIndexing()
     Q_EMIT indexingStarted(roots);
 }
 
+void AppModel::completeOnboarding()
+{
+    m_settings.setOnboardingComplete(true);
+    setShowOnboarding(false);
+    startIndexing();
+}
+
 void AppModel::setToast(const std::optional<QString> &toast)
 {
+    // A toast stands for its time from when it is set; a newer one replaces
+    // its text and starts the wait again.
+    if (toast)
+        m_toastTimer.start();
+    else
+        m_toastTimer.stop();
     if (_toast == toast)
         return;
     _toast = toast;
@@ -142,4 +167,249 @@ void AppModel::setFocusSearchField(bool focus)
         return;
     _focusSearchField = focus;
     Q_EMIT focusSearchFieldChanged();
+}
+
+void AppModel::setSelection(const std::optional<SidebarItem> &item)
+{
+    if (_selection == item)
+        return;
+    _selection = item;
+    Q_EMIT selectionChanged();
+}
+
+void AppModel::setSelectionKey(const QString &key)
+{
+    if (key.isEmpty()) {
+        setSelection(std::nullopt);
+        return;
+    }
+    if (const auto item = SidebarItem::fromKey(key))
+        setSelection(*item);
+}
+
+void AppModel::setSelectedSource(const std::optional<QString> &source)
+{
+    if (_selectedSource == source)
+        return;
+    _selectedSource = source;
+    Q_EMIT selectedSourceChanged();
+}
+
+void AppModel::setSelectedSourceText(const QString &source)
+{
+    setSelectedSource(source.isEmpty() ? std::nullopt : std::optional<QString>(source));
+}
+
+void AppModel::setInspectedFile(const std::optional<FileRecord> &file)
+{
+    if (_inspectedFile == file)
+        return;
+    _inspectedFile = file;
+    Q_EMIT inspectedFileChanged();
+}
+
+QVariant AppModel::inspectedFileValue() const
+{
+    return _inspectedFile ? QVariant::fromValue(*_inspectedFile) : QVariant();
+}
+
+void AppModel::setPreviewURL(const std::optional<QUrl> &url)
+{
+    if (_previewURL == url)
+        return;
+    _previewURL = url;
+    Q_EMIT previewURLChanged();
+}
+
+void AppModel::setPreviewURLValue(const QUrl &url)
+{
+    setPreviewURL(url.isEmpty() ? std::nullopt : std::optional<QUrl>(url));
+}
+
+void AppModel::setPreviewURLs(const QList<QUrl> &urls)
+{
+    if (_previewURLs == urls)
+        return;
+    _previewURLs = urls;
+    Q_EMIT previewURLsChanged();
+}
+
+void AppModel::setAPIKey(const std::optional<QString> &key)
+{
+    APIKeyStore::shared().setKey(key);
+    const auto stored = APIKeyStore::shared().key();
+    const bool has = stored && !stored->isEmpty();
+    if (_hasAPIKey == has)
+        return;
+    _hasAPIKey = has;
+    Q_EMIT hasAPIKeyChanged();
+}
+
+void AppModel::preview(const FileRecord &record, const QList<FileRecord> &among)
+{
+    QList<QUrl> urls;
+    for (const FileRecord &file : among)
+        urls.append(QUrl::fromLocalFile(file.path));
+    if (urls.isEmpty())
+        urls.append(QUrl::fromLocalFile(record.path));
+    setPreviewURLs(urls);
+    setPreviewURL(QUrl::fromLocalFile(record.path));
+}
+
+void AppModel::copyText(const FileRecord &record)
+{
+    if (const auto toast = fileActions().copyText(record))
+        setToast(*toast);
+}
+
+qint64 AppModel::trash(const QList<FileRecord> &records)
+{
+    const FileActions::TrashOutcome outcome = fileActions().trash(records);
+    setToast(outcome.toast);
+    if (_inspectedFile && outcome.movedPaths.contains(_inspectedFile->path))
+        setInspectedFile(std::nullopt);
+    return outcome.moved;
+}
+
+void AppModel::reveal(const QList<FileRecord> &records)
+{
+    FileActions::reveal(records);
+}
+
+void AppModel::copyFiles(const QList<FileRecord> &records)
+{
+    FileActions::copyFiles(records);
+}
+
+void AppModel::copyPaths(const QList<FileRecord> &records)
+{
+    FileActions::copyPaths(records);
+}
+
+void AppModel::open(const QList<FileRecord> &records)
+{
+    FileActions::open(records);
+}
+
+void AppModel::pin(const QString &path)
+{
+    QStringList pinned = m_settings.pinnedFolders();
+    if (pinned.contains(path))
+        return;
+    pinned.append(path);
+    m_settings.setPinnedFolders(pinned);
+}
+
+void AppModel::unpin(const QString &path)
+{
+    QStringList pinned = m_settings.pinnedFolders();
+    if (pinned.removeAll(path) == 0)
+        return;
+    m_settings.setPinnedFolders(pinned);
+    if (_selection == SidebarItem::ofFolder(path))
+        setSelection(SidebarItem(SidebarItem::Case::home));
+}
+
+void AppModel::openFileCitation(const QString &ownerID)
+{
+    bool parsed = false;
+    const qint64 id = ownerID.toLongLong(&parsed);
+    if (!parsed)
+        return;
+    const auto record = m_store->files().record(id);
+    if (!record)
+        return;
+    setInspectedFile(*record);
+    setShowInspector(true);
+    preview(*record);
+}
+
+namespace {
+
+std::optional<FileRecord> recordOf(const QVariant &value)
+{
+    if (!value.canConvert<FileRecord>())
+        return std::nullopt;
+    return value.value<FileRecord>();
+}
+
+QList<FileRecord> recordsOf(const QVariantList &values)
+{
+    QList<FileRecord> records;
+    for (const QVariant &value : values) {
+        if (const auto record = recordOf(value))
+            records.append(*record);
+    }
+    return records;
+}
+
+} // namespace
+
+void AppModel::previewFile(const QVariant &record, const QVariantList &among)
+{
+    if (const auto file = recordOf(record))
+        preview(*file, recordsOf(among));
+}
+
+void AppModel::inspect(const QVariant &record)
+{
+    setInspectedFile(recordOf(record));
+}
+
+void AppModel::copyTextOf(const QVariant &record)
+{
+    if (const auto file = recordOf(record))
+        copyText(*file);
+}
+
+qint64 AppModel::trashFiles(const QVariantList &records)
+{
+    const QList<FileRecord> files = recordsOf(records);
+    return files.isEmpty() ? 0 : trash(files);
+}
+
+void AppModel::revealFiles(const QVariantList &records)
+{
+    reveal(recordsOf(records));
+}
+
+void AppModel::copyFilesOf(const QVariantList &records)
+{
+    copyFiles(recordsOf(records));
+}
+
+void AppModel::copyPathsOf(const QVariantList &records)
+{
+    copyPaths(recordsOf(records));
+}
+
+void AppModel::openFiles(const QVariantList &records)
+{
+    open(recordsOf(records));
+}
+
+void AppModel::revealFolder(const QString &path)
+{
+    FileRecord folder;
+    folder.path = path;
+    FileActions::reveal({folder});
+}
+
+void AppModel::showSearch()
+{
+    setSelection(SidebarItem(SidebarItem::Case::search));
+    // A pulse: raised for the field to take the focus, lowered by it.
+    setFocusSearchField(false);
+    setFocusSearchField(true);
+}
+
+void AppModel::copyInspectedText()
+{
+    if (_inspectedFile)
+        copyText(*_inspectedFile);
+}
+
+void AppModel::closePreview()
+{
+    setPreviewURL(std::nullopt);
 }

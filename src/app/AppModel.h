@@ -3,13 +3,18 @@
 // and wires them to each other. Main thread only.
 #pragma once
 
+#include "app/SidebarItem.h"
 #include "core/AppSettings.h"
 #include "indexing/IndexingStatus.h"
+#include "store/FileRecord.h"
 
+#include <QList>
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <QTimer>
 #include <QUrl>
+#include <QVariant>
 
 #include <memory>
 #include <optional>
@@ -28,6 +33,14 @@ class AppModel : public QObject
     Q_PROPERTY(bool focusSearchField READ focusSearchField WRITE setFocusSearchField NOTIFY focusSearchFieldChanged)
     Q_PROPERTY(IndexingStatus *indexing READ indexing CONSTANT)
     Q_PROPERTY(AppSettings *settings READ settings CONSTANT)
+    // The selected sidebar item by its key ("home", "kind:image",
+    // "folder:/path"); empty when nothing is selected.
+    Q_PROPERTY(QString selection READ selectionKey WRITE setSelectionKey NOTIFY selectionChanged)
+    Q_PROPERTY(QString selectedSource READ selectedSourceText WRITE setSelectedSourceText NOTIFY selectedSourceChanged)
+    Q_PROPERTY(QVariant inspectedFile READ inspectedFileValue NOTIFY inspectedFileChanged)
+    Q_PROPERTY(QUrl previewURL READ previewURLValue WRITE setPreviewURLValue NOTIFY previewURLChanged)
+    Q_PROPERTY(QList<QUrl> previewURLs READ previewURLs NOTIFY previewURLsChanged)
+    Q_PROPERTY(bool hasAPIKey READ hasAPIKey NOTIFY hasAPIKeyChanged)
 
 public:
     // Cannot fail: a library that can't be opened is replaced by an empty one
@@ -66,7 +79,10 @@ public:
 
     // Indexes the roots of the settings that are folders, in order. When the
     // library can't be claimed, the toast says why and nothing starts.
-    void startIndexing();
+    Q_INVOKABLE void startIndexing();
+    // The end of onboarding: remembered in the settings, the welcome closes
+    // and indexing starts.
+    Q_INVOKABLE void completeOnboarding();
     // The roots startIndexing() would index now.
     QStringList existingIndexRoots() const;
 
@@ -82,11 +98,89 @@ public:
     bool focusSearchField() const { return _focusSearchField; }
     void setFocusSearchField(bool focus);
 
+    // A toast stands this long, unless a newer one replaces it.
+    static constexpr int toastMilliseconds = 3000;
+
+    std::optional<SidebarItem> selection() const { return _selection; }
+    void setSelection(const std::optional<SidebarItem> &item);
+    QString selectionKey() const { return _selection ? _selection->key() : QString(); }
+    // An unknown key leaves the selection as it is.
+    void setSelectionKey(const QString &key);
+
+    std::optional<QString> selectedSource() const { return _selectedSource; }
+    void setSelectedSource(const std::optional<QString> &source);
+    QString selectedSourceText() const { return _selectedSource.value_or(QString()); }
+    void setSelectedSourceText(const QString &source);
+
+    std::optional<FileRecord> inspectedFile() const { return _inspectedFile; }
+    void setInspectedFile(const std::optional<FileRecord> &file);
+    // The record as a QVariant holding a FileRecord, or an invalid QVariant.
+    QVariant inspectedFileValue() const;
+
+    std::optional<QUrl> previewURL() const { return _previewURL; }
+    void setPreviewURL(const std::optional<QUrl> &url);
+    QUrl previewURLValue() const { return _previewURL.value_or(QUrl()); }
+    void setPreviewURLValue(const QUrl &url);
+    QList<QUrl> previewURLs() const { return _previewURLs; }
+    void setPreviewURLs(const QList<QUrl> &urls);
+
+    bool hasAPIKey() const { return _hasAPIKey; }
+    // Stores the key in the keyring (an empty one removes it) and reads it
+    // back to tell whether a key is now at hand.
+    void setAPIKey(const std::optional<QString> &key);
+
+    // The preview steps through the files of among in order, or shows the one
+    // file when among is empty; it opens on record.
+    void preview(const FileRecord &record, const QList<FileRecord> &among = {});
+    // Puts the file's text on the clipboard, with a toast saying so.
+    void copyText(const FileRecord &record);
+    // Moves the files to the Trash, says how it went in the toast, and
+    // returns how many files moved.
+    qint64 trash(const QList<FileRecord> &records);
+    void reveal(const QList<FileRecord> &records);
+    void copyFiles(const QList<FileRecord> &records);
+    void copyPaths(const QList<FileRecord> &records);
+    void open(const QList<FileRecord> &records);
+
+    // Adds the folder to the pinned ones unless it is there already.
+    Q_INVOKABLE void pin(const QString &path);
+    // Removes every occurrence of the folder from the pinned ones.
+    Q_INVOKABLE void unpin(const QString &path);
+
+    // A cited file, by the id its citation carries: shown in the inspector
+    // and the preview. An id that doesn't parse or names no file does nothing.
+    void openFileCitation(const QString &ownerID);
+
+    // The commands of the window and the tray, for records handed over from
+    // the screens as QVariants holding FileRecord.
+    Q_INVOKABLE void previewFile(const QVariant &record, const QVariantList &among = {});
+    Q_INVOKABLE void inspect(const QVariant &record);
+    Q_INVOKABLE void copyTextOf(const QVariant &record);
+    Q_INVOKABLE qint64 trashFiles(const QVariantList &records);
+    Q_INVOKABLE void revealFiles(const QVariantList &records);
+    Q_INVOKABLE void copyFilesOf(const QVariantList &records);
+    Q_INVOKABLE void copyPathsOf(const QVariantList &records);
+    Q_INVOKABLE void openFiles(const QVariantList &records);
+    // Shows the folder itself in the file manager, for a pinned row.
+    Q_INVOKABLE void revealFolder(const QString &path);
+    // Ctrl+F: the search screen, with its field focused.
+    Q_INVOKABLE void showSearch();
+    Q_INVOKABLE void toggleInspector() { setShowInspector(!_showInspector); }
+    // Ctrl+Shift+C: the text of the file under inspection.
+    Q_INVOKABLE void copyInspectedText();
+    Q_INVOKABLE void closePreview();
+
 Q_SIGNALS:
     void toastChanged();
     void showOnboardingChanged();
     void showInspectorChanged();
     void focusSearchFieldChanged();
+    void selectionChanged();
+    void selectedSourceChanged();
+    void inspectedFileChanged();
+    void previewURLChanged();
+    void previewURLsChanged();
+    void hasAPIKeyChanged();
     // The roots that indexing was started on.
     void indexingStarted(const QStringList &roots);
 
@@ -100,10 +194,18 @@ private:
     std::unique_ptr<Indexer> m_indexer;
     std::optional<QString> m_libraryFailure;
     bool m_launched = false;
+    // Clears the toast when it has stood its time.
+    QTimer m_toastTimer;
 
     // Observed by the screens: each has a property and a change signal.
     std::optional<QString> _toast;
     bool _showOnboarding = false;
     bool _showInspector = false;
     bool _focusSearchField = false;
+    std::optional<SidebarItem> _selection = SidebarItem(SidebarItem::Case::home);
+    std::optional<QString> _selectedSource;
+    std::optional<FileRecord> _inspectedFile;
+    std::optional<QUrl> _previewURL;
+    QList<QUrl> _previewURLs;
+    bool _hasAPIKey = false;
 };

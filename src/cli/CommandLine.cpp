@@ -230,7 +230,7 @@ QString generalUsage()
     QString text;
     QTextStream stream(&text);
     stream << "Usage: larder [COMMAND] [OPTIONS]\n\n"
-           << "Without a command, larder prints this help.\n\n"
+           << "Without a command, larder opens its window.\n\n"
            << "Commands:\n";
     for (const Command &command : allCommands()) {
         if (command.summary.isEmpty())

@@ -1,5 +1,7 @@
 #include "cli/CommandLine.h"
+#include "core/Defaults.h"
 #include "core/MessageLog.h"
+#include "screens/DesktopApp.h"
 
 #include <QCoreApplication>
 
@@ -8,6 +10,13 @@
 int main(int argc, char *argv[])
 {
     MessageLog::install();
+    // No command, with or without launch arguments: the desktop application.
+    QStringList given;
+    for (int i = 1; i < argc; ++i)
+        given.append(QString::fromLocal8Bit(argv[i]));
+    if (Defaults::splitArguments(given).rest.isEmpty())
+        return DesktopApp::run(argc, argv);
+
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Larder"));
     QCoreApplication::setApplicationVersion(QStringLiteral(LARDER_VERSION));

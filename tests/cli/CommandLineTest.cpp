@@ -18,7 +18,6 @@ TEST(LarderCommand, HelpVersionAndUsageErrors)
     // The arguments, the exit status and the first line shown.
     const std::tuple<QStringList, int, QString> cases[] = {
         {{"--version"}, 0, "larder " LARDER_VERSION},
-        {{}, 0, "Usage: larder [COMMAND] [OPTIONS]"},
         {{"--help"}, 0, "Usage: larder [COMMAND] [OPTIONS]"},
         {{"info", "--help"}, 0, "Usage: larder info [options]"},
         {{"frobnicate"}, 2, "larder: unknown command 'frobnicate'"},
@@ -33,8 +32,24 @@ TEST(LarderCommand, HelpVersionAndUsageErrors)
         EXPECT_EQ(result.exitCode, exitCode) << firstLine.toStdString();
         const QString &shown = exitCode == 0 ? result.out : result.err;
         EXPECT_EQ(shown.section(u'\n', 0, 0), firstLine);
-        EXPECT_EQ(shown.contains("Usage: larder"), exitCode != 0 || arguments.contains("--help") || arguments.isEmpty());
+        EXPECT_EQ(shown.contains("Usage: larder"), exitCode != 0 || arguments.contains("--help"));
         EXPECT_TRUE((exitCode == 0 ? result.err : result.out).isEmpty());
+    }
+}
+
+// Without a command larder opens its window; with no display to open it on,
+// one line says so and the status is 1, launch arguments or not.
+TEST(LarderCommand, TheWindowWithoutADisplayFailsInOneLine)
+{
+    QProcessEnvironment noDisplay;
+    for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+        noDisplay.insert(name, "");
+    for (const QStringList &arguments : {QStringList{}, QStringList{"-LarderDatabase", "/nowhere/Library.sqlite"}}) {
+        const auto result = runLarder(arguments, noDisplay);
+        EXPECT_EQ(result.exitCode, 1);
+        EXPECT_TRUE(result.err.startsWith("larder: no display to open the window on")) << result.err.toStdString();
+        EXPECT_EQ(result.err.count(u'\n'), 1);
+        EXPECT_TRUE(result.out.isEmpty());
     }
 }
 

@@ -1,0 +1,84 @@
+// The desktop application around one AppModel: the main window from the QML
+// module, the overview model and its reload triggers, the thumbnail images,
+// the launch work on the window's first frame, and the tray icon where the
+// desktop has a tray.
+#pragma once
+
+#include <QObject>
+#include <QString>
+#include <QVariantList>
+#include <QVariantMap>
+
+#include <memory>
+
+class AppModel;
+class LibraryModel;
+class LibraryBrowserModel;
+class QQmlApplicationEngine;
+class QQuickWindow;
+class QSystemTrayIcon;
+class QMenu;
+
+class Shell : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(LibraryModel *library READ library CONSTANT)
+    // The sidebar's sections, top to bottom: each a title (empty for the
+    // first) and the keys of its rows. "Pinned" is there only with pins.
+    Q_PROPERTY(QVariantList sidebarSections READ sidebarSections NOTIFY sidebarSectionsChanged)
+    // "dark" or "light" when LARDER_COLOR_SCHEME forces one; empty to follow
+    // the desktop's palette.
+    Q_PROPERTY(QString colorScheme READ colorScheme CONSTANT)
+
+public:
+    explicit Shell(AppModel &app, QObject *parent = nullptr);
+    ~Shell() override;
+
+    // Loads the window and shows it. False, with the reason on stderr, when
+    // the QML module can't be loaded.
+    bool show();
+
+    LibraryModel *library() const { return m_library.get(); }
+    QQuickWindow *window() const;
+    QQmlApplicationEngine &engine() const { return *m_engine; }
+    // Null where the desktop has no tray, or without a widget application.
+    QSystemTrayIcon *trayIcon() const { return m_tray.get(); }
+
+    // A listing for the sidebar item of the key, owned by the screen that
+    // asked for it; null for an item that isn't a listing.
+    Q_INVOKABLE LibraryBrowserModel *browserFor(const QString &key);
+
+    // Brings the window up and to the front.
+    Q_INVOKABLE void raiseWindow();
+
+    QVariantList sidebarSections() const;
+    // A file handed over as a QVariant holding FileRecord, as the values a
+    // tile binds to.
+    Q_INVOKABLE static QVariantMap fileItem(const QVariant &record);
+    // The title, symbol, tint and key of a sidebar item; empty for a key
+    // that names none.
+    Q_INVOKABLE QVariantMap itemInfo(const QString &key) const;
+    QString colorScheme() const;
+
+    // What the preview shows of a file: "image", "pdf", "text" or "none".
+    Q_INVOKABLE static QString previewKind(const QUrl &url);
+    // The beginning of a text file for the preview, at most 256 KB of it.
+    Q_INVOKABLE static QString previewText(const QUrl &url);
+    Q_INVOKABLE static int pageCount(const QUrl &url);
+
+Q_SIGNALS:
+    // The launch work has run, after the window's first frame.
+    void launched();
+    void sidebarSectionsChanged();
+
+private:
+    void onFirstFrame();
+    void makeTrayIcon();
+
+    AppModel &m_app;
+    std::unique_ptr<LibraryModel> m_library;
+    std::unique_ptr<QQmlApplicationEngine> m_engine;
+    std::unique_ptr<QMenu> m_trayMenu;
+    std::unique_ptr<QSystemTrayIcon> m_tray;
+    bool m_launched = false;
+};

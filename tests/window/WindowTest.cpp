@@ -1,0 +1,373 @@
+// The real window on a display: rows of the sidebar are clicked and the
+// shortcuts pressed as a person would, the detail area is checked, and a
+// picture of every screen and state is saved for review.
+#include "app/AppModel.h"
+#include "core/Defaults.h"
+#include "screens/LibraryModel.h"
+#include "screens/Shell.h"
+#include "store/IndexStore.h"
+#include "support/DocumentFixtures.h"
+#include "support/LibraryBuilder.h"
+#include "support/MediaFixtures.h"
+#include "support/TestEnvironment.h"
+
+#include <QDir>
+#include <QLinearGradient>
+#include <QPainter>
+#include <QQmlApplicationEngine>
+#include <QQuickItem>
+#include <QQuickStyle>
+#include <QQuickWindow>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+// Readable values in failure messages.
+QT_BEGIN_NAMESPACE
+inline void PrintTo(const QString &text, std::ostream *out)
+{
+    *out << '"' << text.toStdString() << '"';
+}
+QT_END_NAMESPACE
+
+using TestEnvironment::waitUntil;
+
+namespace {
+
+QString screenshotFolder()
+{
+    const QString folder = qEnvironmentVariableIsEmpty("LARDER_SCREENSHOTS") ? QDir::currentPath() + "/screenshots"
+                                                                            : qEnvironmentVariable("LARDER_SCREENSHOTS");
+    QDir().mkpath(folder);
+    return folder;
+}
+
+QImage gradient(QColor from, QColor to, QSize size)
+{
+    QImage image(size, QImage::Format_RGB32);
+    QPainter painter(&image);
+    QLinearGradient fill(0, 0, size.width(), size.height());
+    fill.setColorAt(0, from);
+    fill.setColorAt(1, to);
+    painter.fillRect(image.rect(), fill);
+    painter.setBrush(QColor(255, 255, 255, 120));
+    painter.setPen(Qt::NoPen);
+    painter.drawEllipse(QPoint(size.width() / 3, size.height() / 2), size.height() / 4, size.height() / 4);
+    return image;
+}
+
+// A small library of real files: photos, a screenshot, PDFs, text, a video,
+// an archive and an app, some downloaded from known sites.
+QList<FileRecord> makeLibrary(IndexStore &store)
+{
+    const QString root = TestEnvironment::makeFolder("Library");
+    QList<FileRecord> records;
+    const auto add = [&](const QString &name, FileKind kind, std::optional<QString> source = std::nullopt) {
+        FileRecord record = DocumentFixtures::recordOf(root + "/" + name, kind);
+        record.sourceID = source;
+        record.isScreenshot = name.startsWith("Screenshot");
+        records.append(record);
+    };
+    const QList<std::pair<QColor, QColor>> colours = {{"#ff9a5a", "#ff4f7b"}, {"#4fc3f7", "#3949ab"}, {"#81c784", "#00796b"},
+                                                      {"#ffd54f", "#f57c00"}, {"#ba68c8", "#4527a0"}, {"#4dd0e1", "#00838f"}};
+    for (int i = 0; i < colours.size(); ++i) {
+        const QString name = QStringLiteral("Holiday %1.jpg").arg(i + 1);
+        DocumentFixtures::writeImage(root + "/" + name, gradient(colours[i].first, colours[i].second, {640, 420}));
+        add(name, FileKind::image, i < 2 ? std::optional<QString>("whatsapp") : std::nullopt);
+    }
+    DocumentFixtures::writeImage(root + "/Screenshot from 2026-11-20.png",
+                                 DocumentFixtures::textImage({"Wi-Fi: Larder-Home", "Password: pantry-shelf-42"}));
+    add("Screenshot from 2026-11-20.png", FileKind::image);
+    DocumentFixtures::writeTextPdf(root + "/Lease agreement.pdf", {"Lease agreement", "The tenant agrees to pay the rent."});
+    add("Lease agreement.pdf", FileKind::document, "gmail");
+    DocumentFixtures::writeTextPdf(root + "/Electricity plan.pdf", {"Home electricity plan", "Green tariff"});
+    add("Electricity plan.pdf", FileKind::document, "gmail");
+    TestEnvironment::writeFile(root + "/Shopping list.txt", "Flour\nRice\nLentils\nOlive oil\n");
+    add("Shopping list.txt", FileKind::document);
+    TestEnvironment::writeFile(root + "/Broken.pdf", "%PDF-1.7 this is not really a PDF");
+    add("Broken.pdf", FileKind::document);
+    if (MediaFixtures::writeVideo(root + "/Birthday.mp4", 320, 240, 1))
+        add("Birthday.mp4", FileKind::video, "web:videos.example");
+    TestEnvironment::writeFile(root + "/Photos backup.zip", QByteArray(5000, 'z'));
+    add("Photos backup.zip", FileKind::archive, "drive");
+    TestEnvironment::writeFile(root + "/Tool.AppImage", QByteArray(3000, 'a'));
+    add("Tool.AppImage", FileKind::app);
+    return LibraryBuilder::add(store, records, root);
+}
+
+class WindowTest : public ::testing::Test
+{
+protected:
+    static void SetUpTestSuite() { QQuickStyle::setStyle(QStringLiteral("Basic")); }
+
+    void SetUp() override { qputenv("LARDER_TEST_HOST", "1"); }
+    void TearDown() override
+    {
+        m_shell.reset();
+        m_model.reset();
+        qunsetenv("LARDER_TEST_HOST");
+        qunsetenv("LARDER_COLOR_SCHEME");
+    }
+
+    // Opens the window over a model on the given launch arguments and waits
+    // for its launch work and the overview's first load.
+    void open(const QStringList &arguments = {})
+    {
+        m_defaults = std::make_unique<Defaults>(TestEnvironment::home() + "/settings.json", arguments);
+        m_settings = std::make_unique<AppSettings>(*m_defaults);
+        m_model = std::make_unique<AppModel>(*m_settings);
+        m_shell = std::make_unique<Shell>(*m_model);
+        ASSERT_TRUE(m_shell->show());
+        window()->resize(1240, 800);
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(window()));
+        // Shortcuts go to the active window.
+        window()->requestActivate();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(window()));
+    }
+    void waitForOverview()
+    {
+        ASSERT_TRUE(waitUntil([&] { return m_shell->library()->isLoaded(); }));
+    }
+
+    QQuickWindow *window() const { return m_shell->window(); }
+    // The item of that name, looked up through the scene, not the
+    // object tree, so that delegates and loaded screens are found too.
+    QQuickItem *item(const QString &name) const
+    {
+        // From the root, so that popups over the window are found too.
+        QQuickItem *root = window()->contentItem();
+        while (root->parentItem())
+            root = root->parentItem();
+        return find(root, name);
+    }
+    static QQuickItem *find(QQuickItem *under, const QString &name)
+    {
+        for (QQuickItem *child : under->childItems()) {
+            if (child->objectName() == name)
+                return child;
+            if (QQuickItem *found = find(child, name))
+                return found;
+        }
+        return nullptr;
+    }
+    QString screen() const
+    {
+        QQuickItem *detail = item("detail");
+        return detail ? detail->property("screen").toString() : QString();
+    }
+
+    void click(const QString &name)
+    {
+        QQuickItem *target = item(name);
+        ASSERT_NE(target, nullptr) << name.toStdString();
+        const QPointF centre = target->mapToScene(QPointF(target->width() / 2, target->height() / 2));
+        QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier, centre.toPoint());
+    }
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::ControlModifier)
+    {
+        QTest::keyClick(window(), key, modifiers);
+    }
+
+    // Lets thumbnails and animations settle, then saves the window.
+    void capture(const QString &name, QWindow *which = nullptr)
+    {
+        QTest::qWait(250); // animations and thumbnails settle for the picture
+        auto *quick = qobject_cast<QQuickWindow *>(which ? which : window());
+        const QImage image = quick->grabWindow();
+        ASSERT_FALSE(image.isNull());
+        EXPECT_TRUE(image.save(screenshotFolder() + "/" + name + ".png")) << name.toStdString();
+    }
+
+    std::unique_ptr<Defaults> m_defaults;
+    std::unique_ptr<AppSettings> m_settings;
+    std::unique_ptr<AppModel> m_model;
+    std::unique_ptr<Shell> m_shell;
+};
+
+} // namespace
+
+TEST_F(WindowTest, SidebarRowsRouteTheDetailArea)
+{
+    open();
+    makeLibrary(m_model->store());
+    m_model->indexing()->bumpRevision();
+    m_model->pin(TestEnvironment::home() + "/Library");
+    waitForOverview();
+    ASSERT_TRUE(waitUntil([&] { return m_shell->library()->totalCount() > 0; }, 4000));
+    EXPECT_EQ(screen(), "home");
+    EXPECT_TRUE(item("homeSubtitle")->property("text").toString().endsWith("files across your computer"));
+    capture("01-home");
+
+    // Each row, the screen it routes to, and what the listing counts.
+    const struct
+    {
+        QString key;
+        QString screen;
+        QString subtitle;
+    } rows[] = {
+        {"recents", "listing", "items"},
+        {"kind:image", "listing", "7 items"},
+        {"kind:document", "listing", "4 items"},
+        {"kind:audio", "listing", "0 items"},
+        {"screenshots", "listing", "1 item"},
+        {"largeFiles", "listing", "0 items"},
+        {"folder:" + TestEnvironment::home() + "/Library", "listing", "items"},
+        {"search", "placeholder", ""},
+        {"ask", "placeholder", ""},
+        {"sources", "placeholder", ""},
+        {"duplicates", "placeholder", ""},
+        {"cleanup", "placeholder", ""},
+        {"meetings", "placeholder", ""},
+        {"home", "home", ""},
+    };
+    int shot = 2;
+    for (const auto &row : rows) {
+        click("sidebar:" + row.key);
+        EXPECT_EQ(m_model->selectionKey(), row.key);
+        EXPECT_EQ(screen(), row.screen) << row.key.toStdString();
+        if (row.screen == "listing") {
+            auto *listing = item("listingScreen");
+            ASSERT_NE(listing, nullptr);
+            auto *browser = listing->property("model").value<QObject *>();
+            ASSERT_NE(browser, nullptr);
+            ASSERT_TRUE(waitUntil([&] { return !browser->property("loading").toBool(); }));
+            EXPECT_TRUE(browser->property("countText").toString().startsWith(row.subtitle)
+                        || row.subtitle == "items")
+                << row.key.toStdString() << ": " << browser->property("countText").toString().toStdString();
+        }
+        if (row.screen == "placeholder") {
+            EXPECT_TRUE(item("placeholder")->property("title").toString().endsWith(" is coming"));
+        }
+        const QString name = row.key.startsWith("folder:") ? QStringLiteral("pinned-folder") : QString(row.key).replace(':', '-');
+        capture(QStringLiteral("%1-%2").arg(shot++, 2, 10, QChar('0')).arg(name));
+    }
+
+    // An empty listing says so in words.
+    click("sidebar:kind:audio");
+    ASSERT_TRUE(waitUntil([&] { return item("listingEmpty") && item("listingEmpty")->isVisible(); }));
+    EXPECT_EQ(item("listingEmpty")->property("message").toString(), "No files match music.");
+}
+
+TEST_F(WindowTest, ShortcutsSelectScreensAndToggleTheViews)
+{
+    open();
+    makeLibrary(m_model->store());
+    waitForOverview();
+    const struct
+    {
+        Qt::Key key;
+        Qt::KeyboardModifiers modifiers;
+        QString selection;
+    } shortcuts[] = {
+        {Qt::Key_F, Qt::ControlModifier, "search"},
+        {Qt::Key_K, Qt::ControlModifier, "ask"},
+        {Qt::Key_J, Qt::ControlModifier | Qt::ShiftModifier, "sources"},
+        {Qt::Key_D, Qt::ControlModifier | Qt::ShiftModifier, "duplicates"},
+        {Qt::Key_K, Qt::ControlModifier | Qt::ShiftModifier, "cleanup"},
+        {Qt::Key_N, Qt::ControlModifier | Qt::ShiftModifier, "meetings"},
+    };
+    for (const auto &shortcut : shortcuts) {
+        m_model->setSelectionKey("home");
+        press(shortcut.key, shortcut.modifiers);
+        EXPECT_EQ(m_model->selectionKey(), shortcut.selection);
+    }
+    EXPECT_TRUE(m_model->focusSearchField());
+
+    // Grid and list, and the inspector beside a listing.
+    click("sidebar:kind:image");
+    press(Qt::Key_2);
+    EXPECT_EQ(m_settings->viewMode(), "list");
+    ASSERT_TRUE(waitUntil([&] { return item("fileList") && item("fileList")->isVisible(); }));
+    capture("20-images-list");
+    press(Qt::Key_1);
+    EXPECT_EQ(m_settings->viewMode(), "grid");
+    EXPECT_TRUE(item("fileGrid")->isVisible());
+
+    press(Qt::Key_I);
+    EXPECT_TRUE(m_model->showInspector());
+    EXPECT_TRUE(item("inspector")->isVisible());
+    capture("21-inspector-empty");
+
+    // A press on a tile selects it and the inspector shows it.
+    QQuickItem *grid = item("fileGrid");
+    QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier,
+                      grid->mapToScene(QPointF(60, 60)).toPoint());
+    ASSERT_TRUE(waitUntil([&] { return m_model->inspectedFile().has_value(); }));
+    EXPECT_EQ(m_model->inspectedFile()->kind, FileKind::image);
+    capture("22-inspector-file");
+    press(Qt::Key_I);
+    EXPECT_FALSE(m_model->showInspector());
+
+    // The toast shows over the window.
+    m_model->setToast(QStringLiteral("Moved 2 files to the Trash · 1.2 MB freed"));
+    ASSERT_TRUE(waitUntil([&] { return item("toast")->opacity() == 1.0; }));
+    capture("23-toast");
+    m_model->setToast(std::nullopt);
+
+    // Delete asks before anything moves; confirmed, the file goes to the
+    // Trash and leaves the listing.
+    QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier, grid->mapToScene(QPointF(60, 60)).toPoint());
+    const QString doomed = m_model->inspectedFile()->path;
+    press(Qt::Key_Delete, Qt::NoModifier);
+    ASSERT_TRUE(waitUntil([&] { return item("confirmButton") && item("confirmButton")->isVisible(); }));
+    capture("23-trash-confirm");
+    EXPECT_TRUE(QFile::exists(doomed));
+    click("confirmButton");
+    ASSERT_TRUE(waitUntil([&] { return !QFile::exists(doomed); }));
+    EXPECT_TRUE(m_model->toastText().startsWith("Moved 1 file to the Trash")) << m_model->toastText().toStdString();
+
+    // The preview window opens on a double press and closes with Escape.
+    QTest::mouseDClick(window(), Qt::LeftButton, Qt::NoModifier, grid->mapToScene(QPointF(60, 60)).toPoint());
+    ASSERT_TRUE(waitUntil([&] { return m_model->previewURL().has_value(); }));
+    auto *preview = m_shell->engine().rootObjects().first()->findChild<QQuickWindow *>("previewWindow");
+    ASSERT_NE(preview, nullptr);
+    ASSERT_TRUE(waitUntil([&] { return preview->isVisible(); }));
+    EXPECT_GT(m_model->previewURLs().size(), 1);
+    capture("24-preview-image", preview);
+}
+
+TEST_F(WindowTest, PreviewShowsPdfPagesAndText)
+{
+    open();
+    const QList<FileRecord> files = makeLibrary(m_model->store());
+    auto *preview = m_shell->engine().rootObjects().first()->findChild<QQuickWindow *>("previewWindow");
+    ASSERT_NE(preview, nullptr);
+    for (const FileRecord &file : files) {
+        if (file.name != "Lease agreement.pdf" && file.name != "Shopping list.txt" && file.name != "Broken.pdf")
+            continue;
+        m_model->preview(file);
+        ASSERT_TRUE(waitUntil([&] { return preview->isVisible(); }));
+        EXPECT_EQ(preview->title(), file.name);
+        ASSERT_TRUE(QTest::qWaitForWindowActive(preview));
+        capture("25-preview-" + QString(file.name).replace(' ', '-').toLower(), preview);
+        QTest::keyClick(preview, Qt::Key_Escape);
+        ASSERT_TRUE(waitUntil([&] { return !m_model->previewURL().has_value(); }));
+    }
+}
+
+TEST_F(WindowTest, DarkSchemeAndALibraryThatCannotOpen)
+{
+    qputenv("LARDER_COLOR_SCHEME", "dark");
+    open();
+    makeLibrary(m_model->store());
+    m_model->indexing()->bumpRevision();
+    waitForOverview();
+    ASSERT_TRUE(waitUntil([&] { return m_shell->library()->totalCount() > 0; }, 4000));
+    capture("30-home-dark");
+    click("sidebar:kind:image");
+    capture("31-images-dark");
+    m_shell.reset();
+    m_model.reset();
+    qunsetenv("LARDER_COLOR_SCHEME");
+
+    // Not a test host: the library file is read, and it is not a library.
+    qunsetenv("LARDER_TEST_HOST");
+    const QString path = TestEnvironment::makeFolder("broken-library") + "/Library.sqlite";
+    TestEnvironment::writeFile(path, "this is a shopping list, not a library\n");
+    open({"-LarderDatabase", path});
+    waitForOverview();
+    const QString toast = item("toastText")->property("text").toString();
+    EXPECT_TRUE(toast.startsWith("Couldn't open the library database: ")) << toast.toStdString();
+    EXPECT_EQ(m_shell->library()->totalCount(), 0);
+    capture("32-library-failed");
+}
