@@ -1,10 +1,17 @@
 #include "app/AppModel.h"
 
+#include "ask/AskAgent.h"
+#include "ask/AskModel.h"
 #include "claude/APIKeyStore.h"
+#include "claude/ClaudeClient.h"
 #include "core/AppSettings.h"
 #include "core/Defaults.h"
 #include "indexing/Indexer.h"
 #include "indexing/IndexingStatus.h"
+#include "meetings/MeetingModels.h"
+#include "meetings/MeetingStore.h"
+#include "search/SearchEngine.h"
+#include "search/SearchModel.h"
 #include "store/IndexStore.h"
 #include "store/LibraryLock.h"
 #include "tidy/FileActions.h"
@@ -39,6 +46,16 @@ AppModel::AppModel(AppSettings &settings, QObject *parent)
         m_writerLock = std::make_unique<LibraryLock>(database);
     }
     m_indexer = std::make_unique<Indexer>(*m_store, *m_indexing, std::move(indexing));
+    m_meetingStore = std::make_unique<MeetingStore>(*m_store);
+    m_engine = std::make_unique<SearchEngine>(*m_store);
+    m_claude = std::make_unique<ClaudeClient>([] { return APIKeyStore::shared().key(); });
+
+    // The screens' models. A key added in Settings counts from the next
+    // request on, so its presence is asked each time.
+    m_search = std::make_unique<SearchModel>(*m_engine, *m_claude, m_settings, [this] { return _hasAPIKey; });
+    m_ask = std::make_unique<AskModel>(std::make_unique<AskAgent>(
+        *m_claude, [this] { return m_settings.smartModel(); }, *m_store, *m_meetingStore));
+    connect(m_ask.get(), &AskModel::citationOpened, this, [this](const Citation &citation) { open(citation); });
 
     _showOnboarding = !m_settings.onboardingComplete() && !isRunningTests();
     const auto key = APIKeyStore::shared().key();
@@ -322,6 +339,15 @@ void AppModel::openFileCitation(const QString &ownerID)
     setInspectedFile(*record);
     setShowInspector(true);
     preview(*record);
+}
+
+void AppModel::open(const Citation &citation)
+{
+    if (citation.kind == Citation::Kind::file) {
+        openFileCitation(citation.ownerID);
+        return;
+    }
+    setSelection(SidebarItem(SidebarItem::Case::meetings));
 }
 
 namespace {

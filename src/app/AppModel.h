@@ -19,20 +19,30 @@
 #include <memory>
 #include <optional>
 
+class AskModel;
+class ClaudeClient;
 class FileActions;
 class IndexStore;
 class Indexer;
 class LibraryLock;
+class MeetingStore;
+class SearchEngine;
+class SearchModel;
+struct Citation;
 
 class AppModel : public QObject
 {
     Q_OBJECT
+    Q_MOC_INCLUDE("ask/AskModel.h")
+    Q_MOC_INCLUDE("search/SearchModel.h")
     Q_PROPERTY(QString toast READ toastText WRITE setToastText NOTIFY toastChanged)
     Q_PROPERTY(bool showOnboarding READ showOnboarding WRITE setShowOnboarding NOTIFY showOnboardingChanged)
     Q_PROPERTY(bool showInspector READ showInspector WRITE setShowInspector NOTIFY showInspectorChanged)
     Q_PROPERTY(bool focusSearchField READ focusSearchField WRITE setFocusSearchField NOTIFY focusSearchFieldChanged)
     Q_PROPERTY(IndexingStatus *indexing READ indexing CONSTANT)
     Q_PROPERTY(AppSettings *settings READ settings CONSTANT)
+    Q_PROPERTY(SearchModel *search READ search CONSTANT)
+    Q_PROPERTY(AskModel *ask READ ask CONSTANT)
     // The selected sidebar item by its key ("home", "kind:image",
     // "folder:/path"); empty when nothing is selected.
     Q_PROPERTY(QString selection READ selectionKey WRITE setSelectionKey NOTIFY selectionChanged)
@@ -56,6 +66,11 @@ public:
     IndexStore &store() const { return *m_store; }
     IndexingStatus *indexing() const { return m_indexing.get(); }
     Indexer &indexer() const { return *m_indexer; }
+    MeetingStore &meetingStore() const { return *m_meetingStore; }
+    SearchEngine &engine() const { return *m_engine; }
+    ClaudeClient &claude() const { return *m_claude; }
+    SearchModel *search() const { return m_search.get(); }
+    AskModel *ask() const { return m_ask.get(); }
 
     // "LarderDatabase" when it is set and not empty, else the default location.
     QUrl databaseURL() const;
@@ -150,6 +165,9 @@ public:
     // A cited file, by the id its citation carries: shown in the inspector
     // and the preview. An id that doesn't parse or names no file does nothing.
     void openFileCitation(const QString &ownerID);
+    // A source Ask or a live answer cited: a file opens as above; a note or
+    // a transcript turns to the meetings.
+    void open(const Citation &citation);
 
     // The commands of the window and the tray, for records handed over from
     // the screens as QVariants holding FileRecord.
@@ -192,6 +210,12 @@ private:
     std::unique_ptr<IndexStore> m_store;
     // After the store, which it uses until it has stopped.
     std::unique_ptr<Indexer> m_indexer;
+    std::unique_ptr<MeetingStore> m_meetingStore;
+    std::unique_ptr<SearchEngine> m_engine;
+    std::unique_ptr<ClaudeClient> m_claude;
+    // Last, since they use everything above until they end.
+    std::unique_ptr<SearchModel> m_search;
+    std::unique_ptr<AskModel> m_ask;
     std::optional<QString> m_libraryFailure;
     bool m_launched = false;
     // Clears the toast when it has stood its time.

@@ -36,10 +36,10 @@ struct Citation
     enum class Kind { file, note, transcript };
 
     Kind kind = Kind::file;
-    QString ownerID; // a file id in decimal, else a meeting id
-    QString title;
-    QString detail; // the second line
-    QString excerpt;
+    QString ownerID{}; // a file id in decimal, else a meeting id
+    QString title{};
+    QString detail{}; // the second line
+    QString excerpt{};
 
     static constexpr const char *typeName = "Citation";
     static Citation decode(const JSONDecoder &decoder);

@@ -2,6 +2,7 @@
 // the selection, the toast's timing, pins, the preview and opening a cited
 // file.
 #include "app/AppModel.h"
+#include "meetings/MeetingModels.h"
 #include "core/Defaults.h"
 #include "indexing/Indexer.h"
 #include "store/IndexStore.h"
@@ -196,15 +197,18 @@ TEST_F(ShellStateTest, OpeningACitedFileInspectsAndPreviewsIt)
     auto model = makeModel();
     const QList<qint64> ids = LibraryBuilder::add(model->store(), {LibraryBuilder::File{.path = "/library/lease.pdf", .text = {}}});
     for (const QString &nothing : {QString("abc"), QString(""), QString::number(ids.first() + 100)}) {
-        model->openFileCitation(nothing);
+        model->open(Citation{.kind = Citation::Kind::file, .ownerID = nothing});
         EXPECT_FALSE(model->inspectedFile().has_value()) << nothing.toStdString();
         EXPECT_FALSE(model->showInspector());
     }
-    model->openFileCitation(QString::number(ids.first()));
+    model->open(Citation{.kind = Citation::Kind::file, .ownerID = QString::number(ids.first())});
     ASSERT_TRUE(model->inspectedFile().has_value());
     EXPECT_EQ(model->inspectedFile()->path, "/library/lease.pdf");
     EXPECT_TRUE(model->showInspector());
     EXPECT_EQ(model->previewURLs(), QList<QUrl>({QUrl::fromLocalFile("/library/lease.pdf")}));
+    // A meeting's note or transcript turns to the meetings.
+    model->open(Citation{.kind = Citation::Kind::transcript, .ownerID = "m-1"});
+    EXPECT_EQ(model->selection(), SidebarItem(SidebarItem::Case::meetings));
 }
 
 TEST_F(ShellStateTest, TrashingTheInspectedFileSaysSoAndLetsItGo)
