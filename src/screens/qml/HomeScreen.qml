@@ -85,11 +85,12 @@ Flickable {
                     }
                     Text {
                         Layout.fillWidth: true
-                        text: app.settings.indexedFolders.join("  ·  ")
+                        // Folders by name; the full paths are in Settings.
+                        text: app.settings.indexedFolders.map(path => path.split("/").pop() || path).join("  ·  ")
                         color: Theme.tertiaryText
                         font.family: Theme.fontFamily
                         font.pixelSize: Theme.captionSize
-                        elide: Text.ElideMiddle
+                        wrapMode: Text.Wrap
                     }
                 }
                 StyledButton {
