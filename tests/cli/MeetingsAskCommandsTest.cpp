@@ -76,7 +76,7 @@ TEST(MeetingsAskCommands, EveryOutcomeOnItsStreamWithItsStatus)
         {{u"ask"_s, u"Deposit?"_s}, {FakeReply::error(400, "invalid_request_error", u"bad"_s)}, 1,
          u"Claude error 400: bad"_s},
         {{u"meetings"_s, u"enhance"_s, u"m1"_s}, {FakeReply::streamedMessage({notes.left(30), notes.mid(30)})}, 0,
-         u"# Weekly sync\n\n_"_s},
+         u"# Deposit\n\n_"_s},
         {{u"meetings"_s, u"enhance"_s, u"nope"_s}, {}, 1, u"No meeting with the id “nope”."_s},
         {{u"meetings"_s, u"show"_s, u"m1"_s}, {}, 0, u"## Deposit\n- Ask about the deposit\n- Back in May"_s},
         {{u"meetings"_s, u"delete"_s, u"m1"_s, u"--yes"_s}, {}, 0, u"Deleted “Weekly sync”."_s},
