@@ -1,6 +1,7 @@
 // `larder meetings list|show ID|export ID|enhance ID|delete ID`: the recorded
 // meetings of the library, their notes and transcripts.
 #include "cli/Command.h"
+#include "cli/LiveMeeting.h"
 #include "cli/Printable.h"
 
 #include "app/AppModel.h"
@@ -27,6 +28,8 @@ const QCommandLineOption outputOption(QStringLiteral("output"),
                                       QStringLiteral("Write the Markdown to FILE instead of standard output."),
                                       QStringLiteral("FILE"));
 const QCommandLineOption yesOption(QStringLiteral("yes"), QStringLiteral("Delete without asking."));
+const QCommandLineOption noNotesOption(QStringLiteral("no-notes"),
+                                       QStringLiteral("With listen: don't have Claude write the notes at the end."));
 
 double secondsOf(const QDateTime &date)
 {
@@ -73,14 +76,6 @@ QJsonObject answerJson(const LiveAnswer &answer)
             {QStringLiteral("created"), secondsOf(answer.created)}};
 }
 
-// Text of many lines, each made printable on its own.
-QString printableLines(const QString &text)
-{
-    QStringList lines = text.split(u'\n');
-    for (QString &line : lines)
-        line = printable(line);
-    return lines.join(u'\n');
-}
 
 // The length of a finished meeting: "12:05".
 QString lengthText(const Meeting &meeting)
@@ -263,13 +258,19 @@ int runMeetings(CommandContext &context)
 {
     const QStringList arguments = context.positional();
     if (arguments.isEmpty())
-        return context.usageError(QStringLiteral("missing list, show, export, enhance or delete"));
+        return context.usageError(QStringLiteral("missing list, show, export, enhance, listen or delete"));
     const QString action = arguments.first();
+    if (action == QLatin1String("listen")) {
+        if (arguments.size() > 2)
+            return context.usageError(QStringLiteral("unexpected argument '%1'").arg(arguments.at(2)));
+        return holdMeeting(context, arguments.size() == 2 ? std::optional(arguments.at(1)) : std::nullopt,
+                           context.options().isSet(noNotesOption) ? AfterMeeting::skipNotes : AfterMeeting::writeNotes);
+    }
     const QStringList withID{QStringLiteral("show"), QStringLiteral("export"), QStringLiteral("enhance"),
                              QStringLiteral("delete")};
     if (action != QLatin1String("list") && !withID.contains(action))
         return context.usageError(
-            QStringLiteral("unknown action '%1' (list, show, export, enhance or delete)").arg(action));
+            QStringLiteral("unknown action '%1' (list, show, export, enhance, listen or delete)").arg(action));
     const qsizetype wanted = withID.contains(action) ? 2 : 1;
     if (arguments.size() < wanted)
         return context.usageError(QStringLiteral("missing the meeting's ID"));
@@ -292,15 +293,16 @@ int runMeetings(CommandContext &context)
 
 Command meetingsCommand()
 {
-    return {QStringLiteral("meetings"), QStringLiteral("List, show, export, write the notes of, or delete recorded meetings."),
+    return {QStringLiteral("meetings"), QStringLiteral("List, show, export, write the notes of, hold or delete meetings."),
             [](QCommandLineParser &parser) {
                 parser.addOption(jsonOption);
                 parser.addOption(limitOption);
                 parser.addOption(outputOption);
                 parser.addOption(yesOption);
+                parser.addOption(noNotesOption);
                 parser.addPositionalArgument(QStringLiteral("ACTION"),
-                                             QStringLiteral("list, show, export, enhance or delete."),
-                                             QStringLiteral("list|show ID|export ID|enhance ID|delete ID"));
+                                             QStringLiteral("list, show, export, enhance, listen or delete."),
+                                             QStringLiteral("list|show ID|export ID|enhance ID|listen [ID]|delete ID"));
             },
             runMeetings};
 }

@@ -198,6 +198,7 @@ void MeetingSession::handle(const TranscriptSegment &segment)
     if (question == sentences.crend() || !takeQuestion(*question))
         return;
     _questionQueue.append(*question);
+    Q_EMIT questionTaken(*question);
     if (!_answering)
         drain();
 }

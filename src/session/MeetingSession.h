@@ -119,6 +119,8 @@ Q_SIGNALS:
     void markdownTextChanged();
     // An enhancement run ended, with notes or with an error.
     void enhanceEnded();
+    // A question was heard and joined the queue of questions to answer.
+    void questionTaken(const QString &question);
 
 private:
     friend class MeetingsModel;
