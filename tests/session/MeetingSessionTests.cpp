@@ -95,6 +95,23 @@ TEST_F(SessionTest, AnswersSpottedQuestionsOneAtATimeInOrder)
     EXPECT_EQ(library.meetings.liveAnswers(id), session->answers());
 }
 
+// Twelve questions are remembered: the thirteenth pushes the oldest out, which
+// may then be asked again. Questions the library has nothing for never reach
+// Claude.
+TEST_F(SessionTest, RemembersTheLastTwelveQuestions)
+{
+    QStringList taken;
+    QObject::connect(session, &MeetingSession::questionTaken, [&](const QString &question) { taken.append(question); });
+    for (int i = 1; i <= 13; ++i)
+        hear(u"What about topic%1 now?"_s.arg(i));
+    hear(u"What about topic13 now?"_s);
+    hear(u"What about topic1 now?"_s);
+    EXPECT_EQ(taken.size(), 14);
+    EXPECT_EQ(taken.last(), u"What about topic1 now?"_s);
+    EXPECT_TRUE(settled());
+    EXPECT_EQ(server.requestCount(), 0);
+}
+
 TEST_F(SessionTest, TakesNoQuestionsWithoutLiveAnswersOrAKey)
 {
     for (const bool enabled : {false, true}) {
