@@ -109,7 +109,7 @@ int holdMeeting(CommandContext &context, const std::optional<QString> &meetingID
         err << "Live answers are turned off in the settings.\n";
     err.flush();
 
-    model.setRecorderStatus({id, true});
+    model.setRecorderStatus({id, MeetingsModel::RecorderState::recording, QDateTime::currentDateTime()});
     model.recordingStarted(id, QDateTime::currentDateTime());
     QObject::connect(session, &MeetingSession::questionTaken, session, [&out](const QString &question) {
         out << "Question: " << printable(question) << "\n";
@@ -149,7 +149,7 @@ int holdMeeting(CommandContext &context, const std::optional<QString> &meetingID
     // Questions still queued are answered before the meeting ends.
     while (session->answering())
         loop.processEvents(QEventLoop::WaitForMoreEvents);
-    model.setRecorderStatus({id, false});
+    model.setRecorderStatus({id, MeetingsModel::RecorderState::idle, std::nullopt});
 
     const bool write = after == AfterMeeting::writeNotes && !missingKey;
     bool finished = false;

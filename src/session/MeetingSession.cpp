@@ -176,7 +176,7 @@ bool MeetingSession::isRecording() const
     if (!_owner)
         return false;
     const MeetingsModel::RecorderStatus &recorder = _owner->recorderStatus();
-    return recorder.running && recorder.meetingID == _meeting.id;
+    return recorder.state != MeetingsModel::RecorderState::idle && recorder.meetingID == _meeting.id;
 }
 
 QString MeetingSession::markdownText() const

@@ -95,7 +95,7 @@ void MeetingsModel::setSession(MeetingSession *session)
     Q_EMIT sessionChanged();
 }
 
-std::optional<QString> MeetingsModel::newMeeting()
+std::optional<QString> MeetingsModel::newMeeting(Start start)
 {
     const QString id = QUuid::createUuid().toString(QUuid::WithoutBraces);
     const QString locale = m_settings.transcriptionLocale();
@@ -107,7 +107,42 @@ std::optional<QString> MeetingsModel::newMeeting()
     }
     reload();
     select(id);
+    if (start == Start::recording)
+        startRecording();
     return id;
+}
+
+void MeetingsModel::setRecorder(std::weak_ptr<Recorder> recorder)
+{
+    m_recorderControl = std::move(recorder);
+}
+
+void MeetingsModel::startRecording()
+{
+    const std::shared_ptr<Recorder> recorder = m_recorderControl.lock();
+    if (!_session || !recorder || m_recorder.state != RecorderState::idle)
+        return;
+    _session->setTab(MeetingSession::Tab::transcript);
+    // The present setting, not the meeting's stored locale: a later
+    // recording into an old meeting follows what the user chose since.
+    recorder->start(_session->meetingID(), QLocale(m_settings.transcriptionLocale()), [self = QPointer(this)] {
+        if (!self || self->m_recorder.state != RecorderState::recording || !self->m_recorder.meetingID)
+            return;
+        self->recordingStarted(*self->m_recorder.meetingID,
+                               self->m_recorder.startedAt.value_or(QDateTime::currentDateTime()));
+    });
+}
+
+void MeetingsModel::stopRecording()
+{
+    const std::shared_ptr<Recorder> recorder = m_recorderControl.lock();
+    if (!recorder)
+        return;
+    const std::optional<QString> id = m_recorder.meetingID;
+    recorder->stop([self = QPointer(this), id] {
+        if (self && id)
+            self->recordingStopped(*id);
+    });
 }
 
 void MeetingsModel::deleteMeeting(const QString &id)

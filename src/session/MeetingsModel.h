@@ -8,10 +8,12 @@
 #include "meetings/MeetingStore.h"
 #include "session/MeetingSession.h"
 
+#include <QLocale>
 #include <QObject>
 #include <QVariantList>
 
 #include <functional>
+#include <memory>
 
 class AppSettings;
 class ClaudeClient;
@@ -28,14 +30,35 @@ public:
     // Whether a non-empty API key is available now.
     using KeyPresence = std::function<bool()>;
 
+    enum class RecorderState { idle, preparing, recording, stopping };
+
     // What the recorder is doing: the meeting it records (or recorded last,
-    // which it keeps after stopping) and whether it is running.
+    // which it keeps after stopping), its state, and when the recording
+    // began.
     struct RecorderStatus
     {
         std::optional<QString> meetingID;
-        bool running = false;
+        RecorderState state = RecorderState::idle;
+        std::optional<QDateTime> startedAt;
         friend bool operator==(const RecorderStatus &, const RecorderStatus &) = default;
     };
+
+    // The commands the meetings give the recorder. The application adapts
+    // its recorder to this and reports the recorder's status through
+    // setRecorderStatus() as it changes.
+    class Recorder
+    {
+    public:
+        virtual ~Recorder() = default;
+        // Starts recording the meeting; done runs once the recorder is
+        // recording or has given up.
+        virtual void start(const QString &meetingID, const QLocale &locale, std::function<void()> done) = 0;
+        // done runs once the last words are transcribed and stored.
+        virtual void stop(std::function<void()> done) = 0;
+    };
+
+    // Whether a new meeting starts recording at once.
+    enum class Start { quietly, recording };
 
     static constexpr int listLimit = 500;
 
@@ -62,9 +85,15 @@ public:
     Q_INVOKABLE void reload();
     // Opens the meeting, saving the one open before; an empty id closes it.
     Q_INVOKABLE void select(const QString &id);
-    // A new, empty meeting, selected. Returns its id, or nothing when it
-    // couldn't be stored.
-    std::optional<QString> newMeeting();
+    // A new, empty meeting, selected, and recorded when asked. Returns its
+    // id, or nothing when it couldn't be stored.
+    std::optional<QString> newMeeting(Start start = Start::quietly);
+    // Records the open meeting, when the recorder is idle.
+    Q_INVOKABLE void startRecording();
+    // Stops the recorder and finishes the meeting it recorded.
+    Q_INVOKABLE void stopRecording();
+    // The recorder is held weakly: the application owns it.
+    void setRecorder(std::weak_ptr<Recorder> recorder);
     // Deletes the meeting, unless it is the one the recorder holds.
     Q_INVOKABLE void deleteMeeting(const QString &id);
 
@@ -101,6 +130,7 @@ private:
     AppSettings &m_settings;
     KeyPresence m_hasKey;
     RecorderStatus m_recorder;
+    std::weak_ptr<Recorder> m_recorderControl;
     // Sessions made to finish a recording of a meeting not open.
     QList<MeetingSession *> m_finishing;
 };

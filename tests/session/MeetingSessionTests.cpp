@@ -204,33 +204,53 @@ TEST_F(SessionTest, AMeetingDeletedWhileItsNotesAreWrittenStaysDeleted)
     EXPECT_EQ(library.passageCount(u"note"_s, id), 0);
 }
 
-// At the end of a recording: nothing said and nothing typed asks Claude for
-// nothing; a meeting no longer open is finished through a session of its own;
-// the meeting the recorder holds can't be deleted.
-TEST_F(SessionTest, FinishesRecordingsOpenOrNot)
+// A recorder that does at once what it is told.
+struct FakeRecorder : MeetingsModel::Recorder
 {
-    model.setRecorderStatus({id, true});
+    MeetingsModel *model = nullptr;
+    const QDateTime began = QDateTime::fromSecsSinceEpoch(1772539200);
+    void start(const QString &id, const QLocale &, std::function<void()> done) override
+    {
+        model->setRecorderStatus({id, MeetingsModel::RecorderState::recording, began});
+        done();
+    }
+    void stop(std::function<void()> done) override
+    {
+        model->setRecorderStatus({model->recorderStatus().meetingID, MeetingsModel::RecorderState::idle, {}});
+        done();
+    }
+};
+
+// The first recording sets the start, a later one keeps it; nothing said and
+// nothing typed asks Claude for nothing; a meeting no longer open is
+// finished through a session of its own; the meeting the recorder holds
+// can't be deleted.
+TEST_F(SessionTest, RecordsAndFinishesMeetingsOpenOrNot)
+{
+    auto recorder = std::make_shared<FakeRecorder>();
+    recorder->model = &model;
+    model.setRecorder(recorder);
+    model.startRecording();
     EXPECT_TRUE(session->isRecording());
-    model.recordingStarted(id, QDateTime::fromSecsSinceEpoch(1772539200));
     EXPECT_EQ(session->tab(), MeetingSession::Tab::transcript);
-    bool done = false;
-    model.recordingStopped(id, [&] { done = true; });
-    EXPECT_TRUE(done);
-    EXPECT_EQ(library.meetings.meeting(id)->started, QDateTime::fromSecsSinceEpoch(1772539200));
+    model.stopRecording();
+    EXPECT_FALSE(session->isRecording());
+    EXPECT_EQ(library.meetings.meeting(id)->started, recorder->began);
     EXPECT_TRUE(library.meetings.meeting(id)->ended);
     EXPECT_EQ(server.requestCount(), 0);
     model.deleteMeeting(id);
     EXPECT_TRUE(library.meetings.meeting(id));
 
     server.enqueue(notesReply(u"Deposit call"_s, u"a"_s, u"b"_s));
+    const QDateTime started = library.meetings.meeting(u"m1"_s)->started;
     model.select(u"m1"_s);
-    model.setRecorderStatus({u"m1"_s, false});
+    model.startRecording();
     model.select(id);
-    done = false;
-    model.recordingStopped(u"m1"_s, [&] { done = true; });
-    ASSERT_TRUE(TestEnvironment::waitUntil([&] { return done; }));
-    EXPECT_EQ(library.meetings.meeting(u"m1"_s)->title, u"Deposit call"_s);
+    model.stopRecording();
+    EXPECT_EQ(library.meetings.meeting(u"m1"_s)->started, started);
+    ASSERT_TRUE(TestEnvironment::waitUntil([&] {
+        return std::any_of(model.meetings().cbegin(), model.meetings().cend(),
+                           [](const Meeting &meeting) { return meeting.title == u"Deposit call"_s; });
+    }));
     EXPECT_EQ(model.session()->meetingID(), id);
-    EXPECT_TRUE(std::any_of(model.meetings().cbegin(), model.meetings().cend(),
-                            [](const Meeting &meeting) { return meeting.title == u"Deposit call"_s; }));
 }
