@@ -98,6 +98,9 @@ int holdMeeting(CommandContext &context, const std::optional<QString> &meetingID
         id = *made;
     }
     MeetingSession *session = model.session();
+    if (!session)
+        return context.failure(u"Couldn't open the meeting in the library. Try again, or check the library with "
+                               u"`larder info`."_s);
     QTextStream &out = context.out();
     QTextStream &err = context.err();
     if (CommandContext::isTerminal(stdin))
