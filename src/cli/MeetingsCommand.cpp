@@ -1,12 +1,17 @@
-// `larder meetings list|show ID|export ID|delete ID`: the recorded meetings
-// of the library, their notes and transcripts.
+// `larder meetings list|show ID|export ID|enhance ID|delete ID`: the recorded
+// meetings of the library, their notes and transcripts.
 #include "cli/Command.h"
+#include "cli/LiveMeeting.h"
 #include "cli/Printable.h"
 
 #include "app/AppModel.h"
+#include "claude/APIKeyStore.h"
+#include "claude/ClaudeClient.h"
+#include "core/AppSettings.h"
 #include "core/Format.h"
 #include "meetings/MeetingStore.h"
 #include "meetings/MeetingText.h"
+#include "session/NoteEnhancer.h"
 
 #include <QFile>
 #include <QJsonArray>
@@ -23,6 +28,8 @@ const QCommandLineOption outputOption(QStringLiteral("output"),
                                       QStringLiteral("Write the Markdown to FILE instead of standard output."),
                                       QStringLiteral("FILE"));
 const QCommandLineOption yesOption(QStringLiteral("yes"), QStringLiteral("Delete without asking."));
+const QCommandLineOption noNotesOption(QStringLiteral("no-notes"),
+                                       QStringLiteral("With listen: don't have Claude write the notes at the end."));
 
 double secondsOf(const QDateTime &date)
 {
@@ -69,14 +76,6 @@ QJsonObject answerJson(const LiveAnswer &answer)
             {QStringLiteral("created"), secondsOf(answer.created)}};
 }
 
-// Text of many lines, each made printable on its own.
-QString printableLines(const QString &text)
-{
-    QStringList lines = text.split(u'\n');
-    for (QString &line : lines)
-        line = printable(line);
-    return lines.join(u'\n');
-}
 
 // The length of a finished meeting: "12:05".
 QString lengthText(const Meeting &meeting)
@@ -181,6 +180,47 @@ int exportMeeting(CommandContext &context, const MeetingStore &meetings, const Q
     return 0;
 }
 
+// Has Claude write the meeting's notes from the user's own notes and the
+// transcript, replacing notes written before; the user's notes stay as typed.
+int enhanceMeeting(CommandContext &context, MeetingStore &meetings, const QString &id)
+{
+    int status = 0;
+    const std::optional<Meeting> meeting = namedMeeting(context, meetings, id, status);
+    if (!meeting)
+        return status;
+    if (const auto missing = CommandContext::missingClaudeKey(QStringLiteral("write the notes")))
+        return context.failure(*missing);
+    const QList<TranscriptSegment> segments = meetings.segments(id);
+    if (segments.isEmpty() && meeting->userNotes.trimmed().isEmpty())
+        return context.failure(QStringLiteral("“%1” has no notes and no transcript to write up. Record it or type "
+                                              "notes first.")
+                                   .arg(printable(meeting->displayTitle())));
+
+    context.progress(QStringLiteral("Writing the notes of “%1”…").arg(printable(meeting->displayTitle())));
+    const ClaudeClient client([] { return APIKeyStore::shared().key(); });
+    const NoteEnhancer enhancer(client, context.settings().smartModel());
+    const EnhancedNotes notes = enhancer.enhance(*meeting, segments);
+    context.endProgress();
+
+    // Read again: the notes took a while, and the meeting may have changed
+    // or gone meanwhile.
+    std::optional<Meeting> current = meetings.meeting(id);
+    if (!current)
+        return context.failure(
+            QStringLiteral("The meeting was deleted while its notes were being written, so they weren't saved."));
+    adoptNotes(*current, notes, QDateTime::currentDateTime());
+    meetings.update(*current);
+    meetings.indexPassages(*current, Format::locale());
+
+    if (context.wantsJson()) {
+        context.printJson(meetingJson(*current));
+        return 0;
+    }
+    context.out() << printableLines(notes.markdown(current->started, Format::locale()).trimmed()) << "\n";
+    context.out().flush();
+    return 0;
+}
+
 // On a terminal, whether the user answered yes.
 bool confirmed(CommandContext &context, const Meeting &meeting)
 {
@@ -218,11 +258,19 @@ int runMeetings(CommandContext &context)
 {
     const QStringList arguments = context.positional();
     if (arguments.isEmpty())
-        return context.usageError(QStringLiteral("missing list, show, export or delete"));
+        return context.usageError(QStringLiteral("missing list, show, export, enhance, listen or delete"));
     const QString action = arguments.first();
-    const QStringList withID{QStringLiteral("show"), QStringLiteral("export"), QStringLiteral("delete")};
+    if (action == QLatin1String("listen")) {
+        if (arguments.size() > 2)
+            return context.usageError(QStringLiteral("unexpected argument '%1'").arg(arguments.at(2)));
+        return holdMeeting(context, arguments.size() == 2 ? std::optional(arguments.at(1)) : std::nullopt,
+                           context.options().isSet(noNotesOption) ? AfterMeeting::skipNotes : AfterMeeting::writeNotes);
+    }
+    const QStringList withID{QStringLiteral("show"), QStringLiteral("export"), QStringLiteral("enhance"),
+                             QStringLiteral("delete")};
     if (action != QLatin1String("list") && !withID.contains(action))
-        return context.usageError(QStringLiteral("unknown action '%1' (list, show, export or delete)").arg(action));
+        return context.usageError(
+            QStringLiteral("unknown action '%1' (list, show, export, enhance, listen or delete)").arg(action));
     const qsizetype wanted = withID.contains(action) ? 2 : 1;
     if (arguments.size() < wanted)
         return context.usageError(QStringLiteral("missing the meeting's ID"));
@@ -236,6 +284,8 @@ int runMeetings(CommandContext &context)
         return showMeeting(context, meetings, arguments.at(1));
     if (action == QLatin1String("export"))
         return exportMeeting(context, meetings, arguments.at(1));
+    if (action == QLatin1String("enhance"))
+        return enhanceMeeting(context, meetings, arguments.at(1));
     return deleteMeeting(context, meetings, arguments.at(1));
 }
 
@@ -243,14 +293,16 @@ int runMeetings(CommandContext &context)
 
 Command meetingsCommand()
 {
-    return {QStringLiteral("meetings"), QStringLiteral("List, show, export or delete recorded meetings."),
+    return {QStringLiteral("meetings"), QStringLiteral("List, show, export, write the notes of, hold or delete meetings."),
             [](QCommandLineParser &parser) {
                 parser.addOption(jsonOption);
                 parser.addOption(limitOption);
                 parser.addOption(outputOption);
                 parser.addOption(yesOption);
-                parser.addPositionalArgument(QStringLiteral("ACTION"), QStringLiteral("list, show, export or delete."),
-                                             QStringLiteral("list|show ID|export ID|delete ID"));
+                parser.addOption(noNotesOption);
+                parser.addPositionalArgument(QStringLiteral("ACTION"),
+                                             QStringLiteral("list, show, export, enhance, listen or delete."),
+                                             QStringLiteral("list|show ID|export ID|enhance ID|listen [ID]|delete ID"));
             },
             runMeetings};
 }

@@ -1,5 +1,7 @@
 #include "cli/Printable.h"
 
+#include <QStringList>
+
 #include <algorithm>
 
 namespace {
@@ -33,4 +35,12 @@ QString printable(const QString &text)
             shown += QStringLiteral("\\u%1").arg(int(code), 4, 16, QLatin1Char('0'));
     }
     return shown;
+}
+
+QString printableLines(const QString &text)
+{
+    QStringList lines = text.split(u'\n');
+    for (QString &line : lines)
+        line = printable(line);
+    return lines.join(u'\n');
 }

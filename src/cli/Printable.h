@@ -8,3 +8,5 @@
 // "ctrl\x1b[31mred\nline.txt" -> "ctrl\\x1b[31mred\\nline.txt"; text without
 // control characters comes back unchanged.
 QString printable(const QString &text);
+// Text of many lines, each made printable on its own.
+QString printableLines(const QString &text);

@@ -9,6 +9,7 @@
 #include <exception>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -203,6 +204,43 @@ void SerialWorker::finish()
 {
     std::unique_lock lock(d->mutex);
     d->waitIdle(lock);
+}
+
+struct CallThreads::Private
+{
+    struct Call
+    {
+        std::thread thread;
+        std::shared_ptr<std::atomic_bool> done;
+    };
+    std::vector<Call> calls;
+};
+
+CallThreads::CallThreads()
+    : d(std::make_unique<Private>())
+{
+}
+
+CallThreads::~CallThreads()
+{
+    for (Private::Call &call : d->calls)
+        call.thread.join();
+}
+
+void CallThreads::start(std::function<void()> work)
+{
+    std::erase_if(d->calls, [](Private::Call &call) {
+        if (!call.done->load())
+            return false;
+        call.thread.join();
+        return true;
+    });
+    auto done = std::make_shared<std::atomic_bool>(false);
+    d->calls.push_back({std::thread([work = std::move(work), done] {
+                            work();
+                            done->store(true);
+                        }),
+                        done});
 }
 
 Debouncer::Debouncer(int intervalMs, QObject *parent)

@@ -89,6 +89,27 @@ private:
     std::unique_ptr<Private> d;
 };
 
+// Threads of their own for calls that wait on the network for seconds, so
+// that they never hold a pool thread that store reads need. Finished threads
+// are reaped as new ones start; the destructor waits for those still
+// running, so an owner cancels their tokens first and outlives the objects
+// the calls use.
+class CallThreads
+{
+public:
+    CallThreads();
+    ~CallThreads();
+
+    CallThreads(const CallThreads &) = delete;
+    CallThreads &operator=(const CallThreads &) = delete;
+
+    void start(std::function<void()> work);
+
+private:
+    struct Private;
+    std::unique_ptr<Private> d;
+};
+
 // Cancel-and-replace delay owned by a model: each call restarts the wait and
 // cancels the token handed to the previous call's work, so only the last of a
 // burst of calls runs, and work it started in the background can tell that it

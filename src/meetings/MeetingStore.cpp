@@ -87,6 +87,11 @@ void MeetingStore::update(const Meeting &meeting)
                                          enhancedJSON, secondsOf(meeting.enhancedAt)});
 }
 
+void MeetingStore::setStarted(const QString &id, const QDateTime &started)
+{
+    m_store.meetingRows().setMeetingStarted(id, *secondsOf(started));
+}
+
 void MeetingStore::deleteMeeting(const QString &id)
 {
     m_store.meetingRows().deleteMeeting(id);

@@ -25,6 +25,8 @@ public:
     // Writes the title, end, notes and Claude's notes; throws JSONError before
     // anything is written when the notes can't be encoded.
     void update(const Meeting &meeting);
+    // The start of a meeting moves to that of its first recording.
+    void setStarted(const QString &id, const QDateTime &started);
     // The meeting, its passages, segments and answers. An unknown id changes
     // nothing.
     void deleteMeeting(const QString &id);

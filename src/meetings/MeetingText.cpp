@@ -102,3 +102,22 @@ QString meetingMarkdown(const Meeting &meeting, const QList<TranscriptSegment> &
         text += QStringLiteral("## Transcript\n\n") + transcriptText(segments) + u'\n';
     return text;
 }
+
+QSet<QString> echoTokens(const QString &text)
+{
+    QSet<QString> tokens;
+    QString piece;
+    const auto close = [&] {
+        if (piece.size() > 1)
+            tokens.insert(piece);
+        piece.clear();
+    };
+    for (const QChar c : text.toLower()) {
+        if (c.isLetterOrNumber())
+            piece.append(c);
+        else
+            close();
+    }
+    close();
+    return tokens;
+}

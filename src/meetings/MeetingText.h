@@ -7,6 +7,7 @@
 #include "core/Format.h"
 
 #include <QLocale>
+#include <QSet>
 
 // One line a run of one speaker: "[01:05] You: text". A run takes the next
 // segment of its speaker while that starts less than 90 seconds after the
@@ -26,3 +27,8 @@ QString relativeDateText(const std::optional<QDateTime> &date, const QDateTime &
 // The whole meeting as a Markdown document: its notes (Claude's, or a heading
 // and the user's own), then the transcript.
 QString meetingMarkdown(const Meeting &meeting, const QList<TranscriptSegment> &segments, const QLocale &locale);
+
+// The word set of a text, for telling whether two remarks say the same: lower
+// case, cut at every character that is neither a letter nor a number (so an
+// apostrophe cuts too), pieces of one character dropped.
+QSet<QString> echoTokens(const QString &text);

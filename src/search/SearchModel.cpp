@@ -8,10 +8,6 @@
 
 #include <QVariantMap>
 
-#include <atomic>
-#include <thread>
-#include <vector>
-
 namespace {
 
 qsizetype wordCount(const QString &text)
@@ -38,50 +34,6 @@ QString facetName(FilterChip::Facet facet)
 }
 
 } // namespace
-
-// Claude calls wait on the network for seconds, so each runs on a thread of
-// its own rather than holding a pool thread that store reads need. The
-// threads end soon after their token is cancelled; the model waits for them
-// when it goes, since they use the client it was given.
-class SearchModel::CallThreads
-{
-public:
-    ~CallThreads()
-    {
-        for (Call &call : m_calls)
-            call.thread.join();
-    }
-
-    void start(std::function<void()> work)
-    {
-        reapFinished();
-        auto done = std::make_shared<std::atomic_bool>(false);
-        m_calls.push_back({std::thread([work = std::move(work), done] {
-                               work();
-                               done->store(true);
-                           }),
-                           done});
-    }
-
-private:
-    struct Call
-    {
-        std::thread thread;
-        std::shared_ptr<std::atomic_bool> done;
-    };
-
-    void reapFinished()
-    {
-        std::erase_if(m_calls, [](Call &call) {
-            if (!call.done->load())
-                return false;
-            call.thread.join();
-            return true;
-        });
-    }
-
-    std::vector<Call> m_calls;
-};
 
 // What one Claude step carries from one hand-back to the next.
 struct SearchModel::ClaudeStep

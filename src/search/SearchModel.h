@@ -90,7 +90,6 @@ Q_SIGNALS:
 
 private:
     struct ClaudeStep;
-    class CallThreads;
 
     void textEdited();
     void startLocalSearch(int delayMs);

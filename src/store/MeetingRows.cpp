@@ -31,6 +31,11 @@ void MeetingRows::updateMeeting(const MeetingValues &values)
               {values.title, values.ended, values.userNotes, values.enhancedJSON, values.enhancedAt, values.id});
 }
 
+void MeetingRows::setMeetingStarted(const QString &id, double started)
+{
+    m_db->run(QStringLiteral("UPDATE meetings SET started = ? WHERE id = ?"), {started, id});
+}
+
 void MeetingRows::deleteMeeting(const QString &id)
 {
     m_db->transaction([&] {

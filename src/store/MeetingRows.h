@@ -32,6 +32,8 @@ public:
     QList<SQLRow> recentMeetings(int limit) const;
     // Writes title, ended, user notes and the notes' JSON of the row with the id.
     void updateMeeting(const MeetingValues &values);
+    // Moves the start of the row with the id.
+    void setMeetingStarted(const QString &id, double started);
     // Removes the meeting and its note and transcript passages in one
     // transaction; its segments and answers go with it by cascade.
     void deleteMeeting(const QString &id);

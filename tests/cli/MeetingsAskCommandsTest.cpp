@@ -49,6 +49,9 @@ TEST(MeetingsAskCommands, EveryOutcomeOnItsStreamWithItsStatus)
     const QString database = makeLibrary();
     const QString exported = TestEnvironment::home() + u"/sync.md"_s;
     const QString fts = u"deposit\" OR NEAR(lease *"_s;
+    const QString notes = uR"({"title":"Deposit","summary":"","sections":[{"heading":"Deposit","bullets":[)"
+                          uR"({"text":"Ask about the deposit","origin":"user"},{"text":"Back in May","origin":"ai"}]}],)"
+                          uR"("decisions":[],"action_items":[]})"_s;
     const struct { QStringList arguments; QList<FakeReply> replies; int exitCode; QString says; QString silent = {}; } cases[] = {
         {{u"meetings"_s, u"list"_s}, {}, 0, u"m1  Today, "_s},
         {{u"meetings"_s, u"list"_s, u"--json"_s}, {}, 0, u"\"title\": \"Weekly sync\""_s},
@@ -72,6 +75,10 @@ TEST(MeetingsAskCommands, EveryOutcomeOnItsStreamWithItsStatus)
          u"\"location\": \"/library/lease.pdf\""_s},
         {{u"ask"_s, u"Deposit?"_s}, {FakeReply::error(400, "invalid_request_error", u"bad"_s)}, 1,
          u"Claude error 400: bad"_s},
+        {{u"meetings"_s, u"enhance"_s, u"m1"_s}, {FakeReply::streamedMessage({notes.left(30), notes.mid(30)})}, 0,
+         u"# Deposit\n\n_"_s},
+        {{u"meetings"_s, u"enhance"_s, u"nope"_s}, {}, 1, u"No meeting with the id “nope”."_s},
+        {{u"meetings"_s, u"show"_s, u"m1"_s}, {}, 0, u"## Deposit\n- Ask about the deposit\n- Back in May"_s},
         {{u"meetings"_s, u"delete"_s, u"m1"_s, u"--yes"_s}, {}, 0, u"Deleted “Weekly sync”."_s},
         {{u"meetings"_s, u"list"_s}, {}, 0, u"No meetings."_s},
     };
@@ -97,4 +104,52 @@ TEST(MeetingsAskCommands, EveryOutcomeOnItsStreamWithItsStatus)
     const QString text = QString::fromUtf8(markdown.readAll());
     EXPECT_TRUE(text.startsWith(u"# Weekly sync\n\n_"_s)) << qPrintable(text);
     EXPECT_TRUE(text.endsWith(u"ask about the deposit\n\n## Transcript\n\n[00:00] Them: the deposit\x1b[31m comes back\n"_s));
+}
+
+TEST(MeetingsAskCommands, WritingNotesWithoutAKeySaysHowToAddOne)
+{
+    QProcessEnvironment environment;
+    environment.insert(u"ANTHROPIC_API_KEY"_s, QString());
+    environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nonexistent/bus"_s);
+    const auto result = TestEnvironment::runLarder({u"--database"_s, makeLibrary(), u"meetings"_s, u"enhance"_s, u"m1"_s},
+                                                   environment);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.err, u"Claude needs an API key to write the notes; add one with `larder key set`.\n"_s);
+}
+
+// Lines typed into `meetings listen` are the transcript: the questions heard
+// print with their answers and sources, and the notes follow at the end;
+// without a key the meeting is still kept, with one line saying why nothing
+// was answered.
+TEST(MeetingsAskCommands, ListenAnswersQuestionsAsTheyAreHeard)
+{
+    const QString notes = uR"({"title":"Deposit talk","summary":"","sections":[],"decisions":["Pay in May"],"action_items":[]})"_s;
+    const struct { QString key; QStringList options; QList<FakeReply> replies; QStringList says; } cases[] = {
+        {u"sk-test"_s, {},
+         {FakeReply::message(uR"({"answerable":true,"answer":"In May.","sources":[1]})"_s),
+          FakeReply::streamedMessage({notes})},
+         {u"Question: When is the lease deposit due?\nAnswer: In May.\n  [1] lease.pdf ("_s, u"# Deposit talk"_s,
+          u"- Pay in May\nSaved “Deposit talk” ("_s}},
+        {QString(), {u"--no-notes"_s}, {}, {u"Saved “Untitled meeting” ("_s}},
+    };
+    for (const auto &c : cases) {
+        FakeClaudeServer server;
+        for (const FakeReply &reply : c.replies)
+            server.enqueue(reply);
+        QProcessEnvironment environment;
+        environment.insert(u"LARDER_ANTHROPIC_BASE_URL"_s, server.baseURL());
+        environment.insert(u"ANTHROPIC_API_KEY"_s, c.key);
+        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nonexistent/bus"_s);
+        const QString database = makeLibrary();
+        const auto result = TestEnvironment::runLarder(
+            QStringList{u"--database"_s, database, u"meetings"_s, u"listen"_s} + c.options, environment,
+            "Them: Hi all. When is the lease deposit due?\nYou: Can everyone see my screen?\n\n");
+        EXPECT_EQ(result.exitCode, 0) << qPrintable(result.out + result.err);
+        for (const QString &text : c.says)
+            EXPECT_TRUE(result.out.contains(text)) << qPrintable(text + u"\n---\n"_s + result.out);
+        EXPECT_EQ(result.err.contains(u"needs an API key to answer questions live"_s), c.key.isEmpty()) << qPrintable(result.err);
+        EXPECT_EQ(server.requestCount(), c.replies.size());
+        const auto list = TestEnvironment::runLarder({u"--database"_s, database, u"meetings"_s, u"list"_s}, environment);
+        EXPECT_EQ(list.out.count(u'\n'), 2) << qPrintable(list.out);
+    }
 }

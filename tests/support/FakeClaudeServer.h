@@ -57,6 +57,14 @@ struct RecordedRequest
     QByteArray body;
 
     JSONValue json() const { return JSONValue::parse(body); }
+    // The text of the first message, when it is a plain text.
+    QString firstMessageText() const
+    {
+        const JSONLookup messages = json()[QStringLiteral("messages")];
+        if (!messages.isArray() || messages->arrayItems().isEmpty())
+            return QString();
+        return messages->arrayItems().first()[QStringLiteral("content")].stringValue().value_or(QString());
+    }
 };
 
 class FakeClaudeServer
