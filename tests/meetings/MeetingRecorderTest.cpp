@@ -235,7 +235,8 @@ TEST_F(MeetingRecorderTest, SettlesHeldSegmentsAtStopEvenWhenTheStoreFails)
         EXPECT_EQ(recorder->micLevel(), 0.0f);
         // A segment that couldn't be stored still goes on, with id 0.
         EXPECT_EQ(seen[0].id > 0, callSpeaks);
-        if (callSpeaks)
+        if (callSpeaks) {
             EXPECT_EQ(meetings.segments(meetingID), QList<TranscriptSegment>{seen[0]});
+        }
     }
 }
