@@ -97,4 +97,5 @@ Command cleanupCommand();
 Command trashCommand();
 Command searchCommand();
 Command meetingsCommand();
+Command recordCommand();
 Command askCommand();

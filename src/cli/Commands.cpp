@@ -11,6 +11,7 @@ const QList<Command> &allCommands()
         searchCommand(),
         askCommand(),
         meetingsCommand(),
+        recordCommand(),
         extractWorkerCommand(),
         claudeCommand(),
         keyCommand(),

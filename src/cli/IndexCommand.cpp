@@ -3,6 +3,7 @@
 // --watch it then follows the disk until Ctrl-C.
 #include "cli/Command.h"
 #include "cli/Printable.h"
+#include "cli/StopSignals.h"
 
 #include "app/AppModel.h"
 #include "core/AppSettings.h"
@@ -13,12 +14,7 @@
 
 #include <QEventLoop>
 #include <QFileInfo>
-#include <QSocketNotifier>
 #include <QTimer>
-
-#include <csignal>
-#include <sys/socket.h>
-#include <unistd.h>
 
 namespace {
 
@@ -26,58 +22,6 @@ const QCommandLineOption watchOption(QStringLiteral("watch"),
                                      QStringLiteral("After the first pass, follow changes until Ctrl-C."));
 const QCommandLineOption waitOption(QStringLiteral("wait"),
                                     QStringLiteral("When another process is indexing the library, wait for it to finish."));
-
-int signalPipe[2] = {-1, -1};
-
-void onSignal(int)
-{
-    const char byte = 1;
-    [[maybe_unused]] const auto written = ::write(signalPipe[0], &byte, 1);
-}
-
-// Turns SIGINT and SIGTERM into a call on the event loop, so that the
-// program ends its work cleanly instead of dying in the middle of it.
-class StopSignals
-{
-public:
-    explicit StopSignals(std::function<void()> stopped)
-    {
-        if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, signalPipe) != 0)
-            return;
-        m_notifier = std::make_unique<QSocketNotifier>(signalPipe[1], QSocketNotifier::Read);
-        QObject::connect(m_notifier.get(), &QSocketNotifier::activated, [stopped = std::move(stopped)] {
-            char byte = 0;
-            [[maybe_unused]] const auto read = ::read(signalPipe[1], &byte, 1);
-            stopped();
-        });
-        struct sigaction action = {};
-        action.sa_handler = onSignal;
-        sigemptyset(&action.sa_mask);
-        action.sa_flags = SA_RESTART;
-        ::sigaction(SIGINT, &action, &m_previousInt);
-        ::sigaction(SIGTERM, &action, &m_previousTerm);
-    }
-    ~StopSignals()
-    {
-        if (!m_notifier)
-            return;
-        ::sigaction(SIGINT, &m_previousInt, nullptr);
-        ::sigaction(SIGTERM, &m_previousTerm, nullptr);
-        m_notifier.reset();
-        ::close(signalPipe[0]);
-        ::close(signalPipe[1]);
-        signalPipe[0] = signalPipe[1] = -1;
-    }
-
-private:
-    std::unique_ptr<QSocketNotifier> m_notifier;
-    struct sigaction m_previousInt = {};
-    struct sigaction m_previousTerm = {};
-};
-
-// The exit status of a command stopped by SIGINT or SIGTERM, as a shell
-// gives one that Ctrl-C ended.
-constexpr int interruptedStatus = 130;
 
 int interruption(CommandContext &context, const QString &message)
 {

@@ -4,12 +4,11 @@
 // channel count, to a handler on that thread.
 #pragma once
 
-#include "platform/AudioBuffer.h"
+#include "platform/AudioSource.h"
 
-#include <functional>
 #include <memory>
 
-class PulseAudioCapture
+class PulseAudioCapture : public AudioSource
 {
 public:
     enum class Device {
@@ -19,11 +18,9 @@ public:
         // default sink changes, the capture moves to the new one's monitor.
         SoundOutput,
     };
-    using BufferHandler = std::function<void(const AudioBuffer &)>;
-    using FailureHandler = std::function<void(const AudioCaptureError &)>;
 
     explicit PulseAudioCapture(Device device);
-    ~PulseAudioCapture();
+    ~PulseAudioCapture() override;
     PulseAudioCapture(const PulseAudioCapture &) = delete;
     PulseAudioCapture &operator=(const PulseAudioCapture &) = delete;
 
@@ -33,12 +30,12 @@ public:
     // device went away, the server stopped); what came before is kept. Both
     // run on the capture's thread and must not call stop(): hand over to
     // another thread first.
-    void start(BufferHandler onBuffer, FailureHandler onFailure = {});
+    void start(BufferHandler onBuffer, FailureHandler onFailure = {}) override;
     // Releases everything; safe to call repeatedly and after a failed start.
-    void stop();
+    void stop() override;
 
     // Blocks handed to the handler since start, silent ones included.
-    qint64 deliveredCount() const;
+    qint64 deliveredCount() const override;
     // The device being recorded, as the sound server names it.
     QString deviceName() const;
 

@@ -62,13 +62,20 @@ void writeFile(const QString &path, const QByteArray &bytes)
         file.write(bytes);
 }
 
-ProgramResult runLarder(const QStringList &arguments, const QProcessEnvironment &extra, const QByteArray &input)
+std::unique_ptr<QProcess> startLarder(const QStringList &arguments, const QProcessEnvironment &extra)
 {
-    QProcess process;
+    auto process = std::make_unique<QProcess>();
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(extra);
-    process.setProcessEnvironment(environment);
-    process.start(QStringLiteral(LARDER_BINARY), arguments);
+    process->setProcessEnvironment(environment);
+    process->start(QStringLiteral(LARDER_BINARY), arguments);
+    return process;
+}
+
+ProgramResult runLarder(const QStringList &arguments, const QProcessEnvironment &extra, const QByteArray &input)
+{
+    const std::unique_ptr<QProcess> started = startLarder(arguments, extra);
+    QProcess &process = *started;
     ProgramResult result;
     if (!process.waitForStarted(10000))
         return result;

@@ -7,6 +7,9 @@
 #include <QStringList>
 
 #include <functional>
+#include <memory>
+
+class QProcess;
 
 namespace TestEnvironment {
 
@@ -34,6 +37,8 @@ struct ProgramResult
 };
 ProgramResult runLarder(const QStringList &arguments, const QProcessEnvironment &extra = {},
                         const QByteArray &input = {});
+// Starts the larder program the same way, for a test that acts while it runs.
+std::unique_ptr<QProcess> startLarder(const QStringList &arguments, const QProcessEnvironment &extra = {});
 
 // Spins the event loop until condition holds or timeoutMs passes.
 bool waitUntil(const std::function<bool()> &condition, int timeoutMs = 5000);
