@@ -2,6 +2,7 @@
 
 #include "meetings/AudioCapture.h"
 #include "meetings/MeetingStore.h"
+#include "meetings/MeetingText.h"
 #include "meetings/StreamTranscriber.h"
 
 #include <QPointer>
@@ -21,25 +22,6 @@ const QString noCallAudioText = QStringLiteral(
     "output (for example to the computer's built-in speakers) and recording again usually fixes it.");
 
 } // namespace
-
-QSet<QString> echoTokens(const QString &text)
-{
-    QSet<QString> tokens;
-    QString piece;
-    const auto keep = [&] {
-        if (piece.size() > 1)
-            tokens.insert(piece);
-        piece.clear();
-    };
-    for (const QChar c : text.toLower()) {
-        if (c.isLetterOrNumber())
-            piece.append(c);
-        else
-            keep();
-    }
-    keep();
-    return tokens;
-}
 
 bool isEcho(const TranscriptSegment &segment, const QList<TranscriptSegment> &recent, double window)
 {

@@ -33,11 +33,6 @@ class AudioSource;
 class LevelMeter;
 class MeetingStore;
 
-// The words of a text for the echo test: lower-cased, split at every
-// character that is neither a letter nor a digit (apostrophes too), without
-// one-character pieces.
-QSet<QString> echoTokens(const QString &text);
-
 // Whether a "me" segment repeats a "them" segment of recent whose time range
 // reaches its own widened by window seconds on each side. Word sets are
 // compared by their overlap: with at least three words in the smaller set,

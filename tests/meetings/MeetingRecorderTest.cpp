@@ -1,5 +1,6 @@
 #include "meetings/MeetingRecorder.h"
 #include "meetings/MeetingStore.h"
+#include "meetings/MeetingText.h"
 #include "platform/AudioSource.h"
 #include "support/FakeSpeechEngine.h"
 #include "support/TestEnvironment.h"
