@@ -299,7 +299,8 @@ TEST_F(WindowTest, ShortcutsSelectScreensAndToggleTheViews)
         press(shortcut.key, shortcut.modifiers);
         EXPECT_EQ(m_model->selectionKey(), shortcut.selection);
     }
-    EXPECT_TRUE(m_model->focusSearchField());
+    // The search field took the focus it was asked to take.
+    EXPECT_FALSE(m_model->focusSearchField());
 
     // Grid and list, and the inspector beside a listing.
     click("sidebar:kind:image");
@@ -410,6 +411,10 @@ TEST_F(WindowTest, SearchScreenAndDownloadedFrom)
     qputenv("LARDER_ANTHROPIC_BASE_URL", server.baseURL().toUtf8());
     open();
     const QList<FileRecord> files = makeLibrary(m_model->store());
+    for (const FileRecord &file : files) {
+        if (file.name == "Shopping list.txt")
+            m_model->store().textQueue().setText(file, {"Flour, rice, lentils and olive oil for the week."});
+    }
     m_model->indexing()->bumpRevision();
     waitForOverview();
     ASSERT_TRUE(waitUntil([&] { return m_shell->library()->sources().size() >= 3; }, 4000));
@@ -449,15 +454,32 @@ TEST_F(WindowTest, SearchScreenAndDownloadedFrom)
         EXPECT_EQ(found, request.found) << request.text.toStdString();
         EXPECT_EQ(item("searchNothingFound")->isVisible(), request.found.isEmpty());
     }
+    // The matched words of a snippet are emphasised, never shown raw.
+    typeSearch("lentils");
+    ASSERT_TRUE(settled());
+    ASSERT_NE(item("otherResult:0"), nullptr);
+    const QString snippet = item("otherResult:0")->property("snippet").toString();
+    EXPECT_TRUE(snippet.contains("⟦lentils⟧")) << snippet.toStdString();
+    QStringList shown;
+    for (QQuickItem *child : item("otherResult:0")->findChildren<QQuickItem *>()) {
+        if (child->isVisible() && child->inherits("QQuickText"))
+            shown.append(child->property("text").toString());
+    }
+    EXPECT_TRUE(shown.join('\n').contains("<b>lentils</b>")) << shown.join('\n').toStdString();
+    EXPECT_FALSE(shown.join('\n').contains("⟦")) << shown.join('\n').toStdString();
+    capture("41-search-snippet");
+
     // Without a key, nothing found points to Settings.
+    typeSearch("zebra crossing");
+    ASSERT_TRUE(settled());
     EXPECT_EQ(item("searchNothingFound")->property("message").toString(),
               "Try other words, or add a Claude API key in Settings for smarter search.");
-    capture("41-search-nothing-no-key");
+    capture("42-search-nothing-no-key");
 
     // Removing the source's chip widens the request to every image.
     typeSearch("images from whatsapp");
     ASSERT_TRUE(settled());
-    capture("42-search-chips");
+    capture("43-search-chips");
     QQuickItem *remove = find(item("searchChip:1"), "chipRemove");
     ASSERT_NE(remove, nullptr);
     QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier,
@@ -486,7 +508,7 @@ TEST_F(WindowTest, SearchScreenAndDownloadedFrom)
     EXPECT_TRUE(item("bestMatchesHeading")->isVisible());
     EXPECT_EQ(item("searchStatus")->property("text").toString(), "Ranked by Claude");
     EXPECT_EQ(item("searchSummary")->property("text").toString(), "The lease of the flat");
-    capture("43-search-best-matches");
+    capture("44-search-best-matches");
 
     // A failed Claude step says why and keeps the local results.
     server.enqueue(FakeReply::error(400, "invalid_request_error", "The request was refused"));
@@ -498,7 +520,7 @@ TEST_F(WindowTest, SearchScreenAndDownloadedFrom)
     EXPECT_FALSE(item("bestMatchesHeading")->isVisible());
     EXPECT_EQ(item("searchStatus")->property("text").toString(), search->failureText());
     EXPECT_TRUE(item("retrySearch")->isVisible());
-    capture("44-search-claude-failed");
+    capture("45-search-claude-failed");
 
     // Home's field leads here with the request filled in.
     click("sidebar:home");
@@ -511,7 +533,7 @@ TEST_F(WindowTest, SearchScreenAndDownloadedFrom)
 
     m_model->setSelectionKey("sources");
     ASSERT_TRUE(waitUntil([&] { return item("sourceTile:gmail") != nullptr; }));
-    capture("45-downloaded-from");
+    capture("46-downloaded-from");
     click("sourceTile:gmail");
     EXPECT_EQ(m_model->selectedSourceText(), "gmail");
     auto *listing = item("listingScreen");
@@ -519,7 +541,7 @@ TEST_F(WindowTest, SearchScreenAndDownloadedFrom)
     auto *browser = listing->property("model").value<QObject *>();
     ASSERT_TRUE(browser && waitUntil([&] { return !browser->property("loading").toBool(); }));
     EXPECT_TRUE(browser->property("countText").toString().startsWith("2 items")) << browser->property("countText").toString().toStdString();
-    capture("46-downloaded-from-gmail");
+    capture("47-downloaded-from-gmail");
     click("sourceBack");
     EXPECT_EQ(m_model->selectedSourceText(), QString());
     EXPECT_TRUE(item("sourceGrid")->isVisible());

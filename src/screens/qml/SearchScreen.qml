@@ -87,7 +87,7 @@ Item {
         RowLayout {
             Layout.fillWidth: true
             Layout.leftMargin: 6
-            visible: screen.hasText
+            visible: screen.hasText && status.text.length > 0
             spacing: 8
             Shimmer {
                 visible: screen.phase === "understanding" || screen.phase === "ranking"
@@ -100,6 +100,7 @@ Item {
                 color: Theme.danger
             }
             Text {
+                id: status
                 objectName: "searchStatus"
                 Layout.fillWidth: true
                 text: ({
