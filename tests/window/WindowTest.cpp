@@ -509,6 +509,13 @@ TEST_F(WindowTest, SearchScreenAndDownloadedFrom)
     EXPECT_EQ(item("searchStatus")->property("text").toString(), "Ranked by Claude");
     EXPECT_EQ(item("searchSummary")->property("text").toString(), "The lease of the flat");
     capture("44-search-best-matches");
+    // Choosing a row shows its file in the inspector.
+    click("bestMatch:0");
+    ASSERT_TRUE(m_model->inspectedFile().has_value());
+    EXPECT_EQ(m_model->inspectedFile()->id, leaseID);
+    // A keystroke drops the picks at once.
+    QTest::keyClick(window(), Qt::Key_S);
+    EXPECT_FALSE(item("bestMatchesHeading")->isVisible());
 
     // A failed Claude step says why and keeps the local results.
     server.enqueue(FakeReply::error(400, "invalid_request_error", "The request was refused"));
@@ -521,6 +528,12 @@ TEST_F(WindowTest, SearchScreenAndDownloadedFrom)
     EXPECT_EQ(item("searchStatus")->property("text").toString(), search->failureText());
     EXPECT_TRUE(item("retrySearch")->isVisible());
     capture("45-search-claude-failed");
+    // Retry runs the Claude step again.
+    server.enqueue(FakeReply::message(R"({"keywords":["lease"],"summary":"The lease as a PDF"})"));
+    server.enqueue(FakeReply::message(QStringLiteral(R"({"matches":[{"id":%1,"relevance":0.8,"reason":"The lease itself"}]})").arg(leaseID)));
+    click("retrySearch");
+    ASSERT_TRUE(waitUntil([&] { return hitNames("ranked") == QStringList{"Lease agreement.pdf"}; }, 8000));
+    EXPECT_FALSE(item("retrySearch")->isVisible());
 
     // Home's field leads here with the request filled in.
     click("sidebar:home");
