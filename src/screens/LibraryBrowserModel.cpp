@@ -15,6 +15,17 @@ LibraryBrowserModel::LibraryBrowserModel(IndexStore store, const SidebarItem &it
     : QAbstractListModel(parent)
     , m_store(std::move(store))
     , m_item(item)
+    , m_filter(item.filter())
+    , m_reload(std::make_unique<Debouncer>(LibraryModel::reloadDelayMs))
+{
+}
+
+LibraryBrowserModel::LibraryBrowserModel(IndexStore store, const SidebarItem &item, const FileFilter &filter,
+                                         QObject *parent)
+    : QAbstractListModel(parent)
+    , m_store(std::move(store))
+    , m_item(item)
+    , m_filter(filter)
     , m_reload(std::make_unique<Debouncer>(LibraryModel::reloadDelayMs))
 {
 }
@@ -42,7 +53,7 @@ void LibraryBrowserModel::reloadSoon()
 
 void LibraryBrowserModel::read(int offset, const CancellationToken &token)
 {
-    const auto filter = m_item.filter();
+    const auto filter = m_filter;
     const IndexStore store = m_store;
     const FileSort sort = _sort;
     Tasks::run(Tasks::Priority::UserInitiated, [this, store, filter, sort, offset, token](const CancellationToken &) {

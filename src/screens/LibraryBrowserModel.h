@@ -30,6 +30,9 @@ public:
     static constexpr int pageSize = 3000;
 
     LibraryBrowserModel(IndexStore store, const SidebarItem &item, QObject *parent = nullptr);
+    // The files of a filter of its own under the item, such as the downloads
+    // of one source under "Downloaded From".
+    LibraryBrowserModel(IndexStore store, const SidebarItem &item, const FileFilter &filter, QObject *parent = nullptr);
     ~LibraryBrowserModel() override;
 
     SidebarItem item() const { return m_item; }
@@ -93,6 +96,7 @@ private:
 
     IndexStore m_store;
     const SidebarItem m_item;
+    const std::optional<FileFilter> m_filter; // none: the item lists nothing
     CancellationToken m_task;
     std::unique_ptr<Debouncer> m_reload;
     bool m_fetching = false;

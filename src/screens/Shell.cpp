@@ -4,6 +4,7 @@
 #include "screens/FileItems.h"
 #include "screens/LibraryBrowserModel.h"
 #include "screens/LibraryModel.h"
+#include "screens/SearchResults.h"
 #include "screens/Symbols.h"
 #include "screens/ThumbnailProvider.h"
 #include "store/IndexStore.h"
@@ -27,6 +28,7 @@ Shell::Shell(AppModel &app, QObject *parent)
     : QObject(parent)
     , m_app(app)
     , m_library(std::make_unique<LibraryModel>(app.store()))
+    , m_searchResults(std::make_unique<SearchResults>(*app.search()))
     , m_engine(std::make_unique<QQmlApplicationEngine>())
 {
     // The overview follows the library: a burst of changes reloads it once,
@@ -46,6 +48,7 @@ Shell::Shell(AppModel &app, QObject *parent)
     QQmlContext *context = m_engine->rootContext();
     context->setContextProperty(QStringLiteral("app"), &m_app);
     context->setContextProperty(QStringLiteral("library"), m_library.get());
+    context->setContextProperty(QStringLiteral("searchResults"), m_searchResults.get());
     context->setContextProperty(QStringLiteral("shell"), this);
     context->setContextProperty(QStringLiteral("symbols"), new Symbols(this));
 }
@@ -103,6 +106,19 @@ LibraryBrowserModel *Shell::browserFor(const QString &key)
     auto *model = new LibraryBrowserModel(m_app.store(), *item);
     QQmlEngine::setObjectOwnership(model, QQmlEngine::JavaScriptOwnership);
     // The listing follows the library as the overview does.
+    connect(m_app.indexing(), &IndexingStatus::revisionChanged, model, &LibraryBrowserModel::reloadSoon);
+    model->load();
+    return model;
+}
+
+LibraryBrowserModel *Shell::sourceBrowserFor(const QString &sourceID)
+{
+    if (sourceID.isEmpty())
+        return nullptr;
+    FileFilter filter;
+    filter.sources = {sourceID};
+    auto *model = new LibraryBrowserModel(m_app.store(), SidebarItem(SidebarItem::Case::sources), filter);
+    QQmlEngine::setObjectOwnership(model, QQmlEngine::JavaScriptOwnership);
     connect(m_app.indexing(), &IndexingStatus::revisionChanged, model, &LibraryBrowserModel::reloadSoon);
     model->load();
     return model;

@@ -14,6 +14,7 @@
 class AppModel;
 class LibraryModel;
 class LibraryBrowserModel;
+class SearchResults;
 class QQmlApplicationEngine;
 class QQuickWindow;
 class QSystemTrayIcon;
@@ -47,6 +48,9 @@ public:
     // A listing for the sidebar item of the key, owned by the screen that
     // asked for it; null for an item that isn't a listing.
     Q_INVOKABLE LibraryBrowserModel *browserFor(const QString &key);
+    // The files downloaded from one source, newest first, owned by the
+    // screen that asked for them.
+    Q_INVOKABLE LibraryBrowserModel *sourceBrowserFor(const QString &sourceID);
 
     // Brings the window up and to the front.
     Q_INVOKABLE void raiseWindow();
@@ -77,6 +81,7 @@ private:
 
     AppModel &m_app;
     std::unique_ptr<LibraryModel> m_library;
+    std::unique_ptr<SearchResults> m_searchResults;
     std::unique_ptr<QQmlApplicationEngine> m_engine;
     std::unique_ptr<QMenu> m_trayMenu;
     std::unique_ptr<QSystemTrayIcon> m_tray;

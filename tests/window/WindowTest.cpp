@@ -6,7 +6,9 @@
 #include "screens/LibraryModel.h"
 #include "screens/Shell.h"
 #include "store/IndexStore.h"
+#include "search/SearchModel.h"
 #include "support/DocumentFixtures.h"
+#include "support/FakeClaudeServer.h"
 #include "support/LibraryBuilder.h"
 #include "support/MediaFixtures.h"
 #include "support/TestEnvironment.h"
@@ -15,6 +17,7 @@
 #include <QLinearGradient>
 #include <QPainter>
 #include <QQmlApplicationEngine>
+#include <QQmlContext>
 #include <QQuickItem>
 #include <QQuickStyle>
 #include <QQuickWindow>
@@ -163,6 +166,31 @@ protected:
         const QPointF centre = target->mapToScene(QPointF(target->width() / 2, target->height() / 2));
         QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier, centre.toPoint());
     }
+    void typeKeys(const QString &text)
+    {
+        for (const QChar letter : text)
+            QTest::keyClick(window(), letter.toLatin1());
+    }
+    // Replaces the search field's text as typed, key by key.
+    void typeSearch(const QString &text)
+    {
+        QQuickItem *field = item("searchField");
+        ASSERT_NE(field, nullptr);
+        ASSERT_TRUE(field->hasActiveFocus());
+        QTest::keyClick(window(), Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClick(window(), Qt::Key_Backspace);
+        typeKeys(text);
+        EXPECT_EQ(m_model->search()->text(), text);
+    }
+    // The names of a list of the search screen, "ranked" or "others".
+    QStringList hitNames(const char *list) const
+    {
+        QStringList names;
+        const QVariantList items = m_shell->engine().rootContext()->contextProperty("searchResults").value<QObject *>()->property(list).toList();
+        for (const QVariant &hit : items)
+            names.append(hit.toMap().value("name").toString());
+        return names;
+    }
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::ControlModifier)
     {
         QTest::keyClick(window(), key, modifiers);
@@ -212,9 +240,9 @@ TEST_F(WindowTest, SidebarRowsRouteTheDetailArea)
         {"screenshots", "listing", "1 item"},
         {"largeFiles", "listing", "0 items"},
         {"folder:" + TestEnvironment::home() + "/Library", "listing", "items"},
-        {"search", "placeholder", ""},
+        {"search", "search", ""},
         {"ask", "placeholder", ""},
-        {"sources", "placeholder", ""},
+        {"sources", "sources", ""},
         {"duplicates", "placeholder", ""},
         {"cleanup", "placeholder", ""},
         {"meetings", "placeholder", ""},
@@ -271,7 +299,8 @@ TEST_F(WindowTest, ShortcutsSelectScreensAndToggleTheViews)
         press(shortcut.key, shortcut.modifiers);
         EXPECT_EQ(m_model->selectionKey(), shortcut.selection);
     }
-    EXPECT_TRUE(m_model->focusSearchField());
+    // The search field took the focus it was asked to take.
+    EXPECT_FALSE(m_model->focusSearchField());
 
     // Grid and list, and the inspector beside a listing.
     click("sidebar:kind:image");
@@ -370,4 +399,163 @@ TEST_F(WindowTest, DarkSchemeAndALibraryThatCannotOpen)
     EXPECT_TRUE(toast.startsWith("Couldn't open the library database: ")) << toast.toStdString();
     EXPECT_EQ(m_shell->library()->totalCount(), 0);
     capture("32-library-failed");
+}
+
+// Requests typed into the search field: local results and chips as the user
+// types, a removed chip widening the results, nothing found without a key,
+// Claude's picks with their reasons, and a failed Claude step that keeps the
+// local results. Then the downloads by source and one source's files.
+TEST_F(WindowTest, SearchScreenAndDownloadedFrom)
+{
+    FakeClaudeServer server;
+    qputenv("LARDER_ANTHROPIC_BASE_URL", server.baseURL().toUtf8());
+    open();
+    const QList<FileRecord> files = makeLibrary(m_model->store());
+    for (const FileRecord &file : files) {
+        if (file.name == "Shopping list.txt")
+            m_model->store().textQueue().setText(file, {"Flour, rice, lentils and olive oil for the week."});
+    }
+    m_model->indexing()->bumpRevision();
+    waitForOverview();
+    ASSERT_TRUE(waitUntil([&] { return m_shell->library()->sources().size() >= 3; }, 4000));
+    SearchModel *search = m_model->search();
+    const auto settled = [&] {
+        return waitUntil([&] {
+            const auto phase = search->phase();
+            return phase == SearchModel::Phase::done || phase == SearchModel::Phase::failed;
+        });
+    };
+
+    press(Qt::Key_F);
+    EXPECT_EQ(screen(), "search");
+    ASSERT_TRUE(waitUntil([&] { return item("searchField") && item("searchField")->hasActiveFocus(); }));
+    capture("40-search-empty");
+
+    // Each request, the chips it shows, and what it finds, by name.
+    const struct
+    {
+        QString text;
+        QStringList chips;
+        QStringList found;
+    } requests[] = {
+        {"images from whatsapp", {"Images", "From WhatsApp"}, {"Holiday 1.jpg", "Holiday 2.jpg"}},
+        {"lease", {"“lease”"}, {"Lease agreement.pdf"}},
+        {"zebra crossing", {"“zebra”", "“crossing”"}, {}},
+    };
+    for (const auto &request : requests) {
+        typeSearch(request.text);
+        ASSERT_TRUE(settled());
+        QStringList chips;
+        for (const FilterChip &chip : search->chips())
+            chips.append(chip.label);
+        EXPECT_EQ(chips, request.chips) << request.text.toStdString();
+        QStringList found = hitNames("others");
+        found.sort();
+        EXPECT_EQ(found, request.found) << request.text.toStdString();
+        EXPECT_EQ(item("searchNothingFound")->isVisible(), request.found.isEmpty());
+    }
+    // The matched words of a snippet are emphasised, never shown raw.
+    typeSearch("lentils");
+    ASSERT_TRUE(settled());
+    ASSERT_NE(item("otherResult:0"), nullptr);
+    const QString snippet = item("otherResult:0")->property("snippet").toString();
+    EXPECT_TRUE(snippet.contains("⟦lentils⟧")) << snippet.toStdString();
+    QStringList shown;
+    for (QQuickItem *child : item("otherResult:0")->findChildren<QQuickItem *>()) {
+        if (child->isVisible() && child->inherits("QQuickText"))
+            shown.append(child->property("text").toString());
+    }
+    EXPECT_TRUE(shown.join('\n').contains("<b>lentils</b>")) << shown.join('\n').toStdString();
+    EXPECT_FALSE(shown.join('\n').contains("⟦")) << shown.join('\n').toStdString();
+    capture("41-search-snippet");
+
+    // Without a key, nothing found points to Settings.
+    typeSearch("zebra crossing");
+    ASSERT_TRUE(settled());
+    EXPECT_EQ(item("searchNothingFound")->property("message").toString(),
+              "Try other words, or add a Claude API key in Settings for smarter search.");
+    capture("42-search-nothing-no-key");
+
+    // Removing the source's chip widens the request to every image.
+    typeSearch("images from whatsapp");
+    ASSERT_TRUE(settled());
+    capture("43-search-chips");
+    QQuickItem *remove = find(item("searchChip:1"), "chipRemove");
+    ASSERT_NE(remove, nullptr);
+    QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier,
+                      remove->mapToScene(QPointF(remove->width() / 2, remove->height() / 2)).toPoint());
+    ASSERT_TRUE(waitUntil([&] { return hitNames("others").size() == 7; }));
+    EXPECT_EQ(search->chips().size(), 1);
+    EXPECT_EQ(search->text(), "images from whatsapp");
+
+    // With a key, Return asks Claude: its pick comes first with its reason,
+    // and the matched words of the rest are emphasised, never raw.
+    m_model->setAPIKey(QStringLiteral("sk-test"));
+    qint64 leaseID = -1;
+    for (const FileRecord &file : files) {
+        if (file.name == "Lease agreement.pdf")
+            leaseID = file.id;
+    }
+    server.enqueue(FakeReply::message(R"({"keywords":["lease"],"related_terms":["tenancy"],"summary":"The lease of the flat"})"));
+    server.enqueue(FakeReply::message(QStringLiteral(R"({"matches":[{"id":%1,"relevance":0.9,"reason":"The signed lease for the flat"}]})").arg(leaseID)));
+    typeSearch("the lease agreement");
+    press(Qt::Key_Return, Qt::NoModifier);
+    ASSERT_TRUE(waitUntil([&] { return !search->ranked().isEmpty() && search->phase() == SearchModel::Phase::done; }, 8000))
+        << search->failureText().toStdString();
+    EXPECT_EQ(hitNames("ranked"), QStringList{"Lease agreement.pdf"});
+    ASSERT_NE(item("bestMatch:0"), nullptr);
+    EXPECT_EQ(item("bestMatch:0")->property("reason").toString(), "The signed lease for the flat");
+    EXPECT_TRUE(item("bestMatchesHeading")->isVisible());
+    EXPECT_EQ(item("searchStatus")->property("text").toString(), "Ranked by Claude");
+    EXPECT_EQ(item("searchSummary")->property("text").toString(), "The lease of the flat");
+    capture("44-search-best-matches");
+    // Choosing a row shows its file in the inspector.
+    click("bestMatch:0");
+    ASSERT_TRUE(m_model->inspectedFile().has_value());
+    EXPECT_EQ(m_model->inspectedFile()->id, leaseID);
+    // A keystroke drops the picks at once.
+    QTest::keyClick(window(), Qt::Key_S);
+    EXPECT_FALSE(item("bestMatchesHeading")->isVisible());
+
+    // A failed Claude step says why and keeps the local results.
+    server.enqueue(FakeReply::error(400, "invalid_request_error", "The request was refused"));
+    typeSearch("lease agreement pdf");
+    press(Qt::Key_Return, Qt::NoModifier);
+    ASSERT_TRUE(waitUntil([&] { return search->phase() == SearchModel::Phase::failed; }, 8000));
+    ASSERT_TRUE(waitUntil([&] { return hitNames("others").contains("Lease agreement.pdf"); }));
+    EXPECT_TRUE(hitNames("ranked").isEmpty());
+    EXPECT_FALSE(item("bestMatchesHeading")->isVisible());
+    EXPECT_EQ(item("searchStatus")->property("text").toString(), search->failureText());
+    EXPECT_TRUE(item("retrySearch")->isVisible());
+    capture("45-search-claude-failed");
+    // Retry runs the Claude step again.
+    server.enqueue(FakeReply::message(R"({"keywords":["lease"],"summary":"The lease as a PDF"})"));
+    server.enqueue(FakeReply::message(QStringLiteral(R"({"matches":[{"id":%1,"relevance":0.8,"reason":"The lease itself"}]})").arg(leaseID)));
+    click("retrySearch");
+    ASSERT_TRUE(waitUntil([&] { return hitNames("ranked") == QStringList{"Lease agreement.pdf"}; }, 8000));
+    EXPECT_FALSE(item("retrySearch")->isVisible());
+
+    // Home's field leads here with the request filled in.
+    click("sidebar:home");
+    click("homeSearchField");
+    typeKeys("shopping");
+    press(Qt::Key_Return, Qt::NoModifier);
+    EXPECT_EQ(screen(), "search");
+    EXPECT_EQ(search->text(), "shopping");
+    ASSERT_TRUE(waitUntil([&] { return hitNames("others") == QStringList{"Shopping list.txt"}; }));
+
+    m_model->setSelectionKey("sources");
+    ASSERT_TRUE(waitUntil([&] { return item("sourceTile:gmail") != nullptr; }));
+    capture("46-downloaded-from");
+    click("sourceTile:gmail");
+    EXPECT_EQ(m_model->selectedSourceText(), "gmail");
+    auto *listing = item("listingScreen");
+    ASSERT_NE(listing, nullptr);
+    auto *browser = listing->property("model").value<QObject *>();
+    ASSERT_TRUE(browser && waitUntil([&] { return !browser->property("loading").toBool(); }));
+    EXPECT_TRUE(browser->property("countText").toString().startsWith("2 items")) << browser->property("countText").toString().toStdString();
+    capture("47-downloaded-from-gmail");
+    click("sourceBack");
+    EXPECT_EQ(m_model->selectedSourceText(), QString());
+    EXPECT_TRUE(item("sourceGrid")->isVisible());
 }

@@ -27,6 +27,7 @@ Rectangle {
             font.pixelSize: Theme.captionSize + 1
         }
         Icon {
+            objectName: "chipRemove"
             visible: chip.removable
             symbol: "xmark"
             size: 14

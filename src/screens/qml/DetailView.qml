@@ -6,14 +6,20 @@ Item {
     objectName: "detail"
     readonly property string key: app.selection
     readonly property var info: shell.itemInfo(key)
-    // The screen on show, for the window test: "home", "listing" or "placeholder".
-    readonly property string screen: !info.key ? "placeholder" : key === "home" ? "home" : info.listing ? "listing" : "placeholder"
+    // The screen on show, for the window test: "home", "listing", "search",
+    // "sources" or "placeholder".
+    readonly property string screen: !info.key ? "placeholder"
+        : key === "home" || key === "search" || key === "sources" ? key
+        : info.listing ? "listing" : "placeholder"
 
     Loader {
         id: loader
         anchors.fill: parent
-        sourceComponent: detail.screen === "home" ? homeScreen : detail.screen === "listing" ? listingScreen : placeholderScreen
+        sourceComponent: ({home: homeScreen, listing: listingScreen, search: searchScreen, sources: sourcesScreen})[detail.screen]
+                         || placeholderScreen
     }
+    Component { id: searchScreen; SearchScreen {} }
+    Component { id: sourcesScreen; SourcesScreen {} }
     Component { id: homeScreen; HomeScreen {} }
     Component { id: listingScreen; ListingScreen { key: detail.key } }
     Component { id: placeholderScreen; PlaceholderScreen { key: detail.key } }

@@ -24,6 +24,13 @@ Flickable {
     }
     function plural(count, word) { return Number(count).toLocaleString(Qt.locale("en_US"), "f", 0) + " " + word + (count === 1 ? "" : "s") }
 
+    // The search screen with the request filled in.
+    function search(text) {
+        if (text.trim().length > 0)
+            app.search.text = text
+        app.showSearch()
+    }
+
     Component.onCompleted: library.refreshCleanup()
 
     ColumnLayout {
@@ -120,6 +127,7 @@ Flickable {
                     Icon { symbol: "sparkle.magnifyingglass"; size: 22; color: Theme.accent }
                     TextField {
                         id: heroField
+                        objectName: "homeSearchField"
                         Layout.fillWidth: true
                         placeholderText: "Find anything… try “my home electricity plan”"
                         placeholderTextColor: Theme.tertiaryText
@@ -127,7 +135,7 @@ Flickable {
                         font.family: Theme.fontFamily
                         font.pixelSize: Theme.headingSize - 1
                         background: null
-                        onAccepted: app.showSearch()
+                        onAccepted: home.search(text)
                     }
                 }
             }
@@ -136,7 +144,7 @@ Flickable {
                 spacing: 8
                 Repeater {
                     model: ["my home electricity plan", "pdfs from last week over 5 mb", "screenshots with a wifi password", "invoices from gmail", "videos over 1 gb"]
-                    SuggestionChip { required property string modelData; text: modelData; onAction: app.showSearch() }
+                    SuggestionChip { required property string modelData; text: modelData; onAction: home.search(modelData) }
                 }
             }
         }

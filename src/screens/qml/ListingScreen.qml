@@ -2,12 +2,18 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 
-// The files of one sidebar item, as a grid of thumbnails or a list, sorted
-// as the user chooses and loaded a page at a time as the view scrolls.
+// The files of one sidebar item, or of one source under "Downloaded From",
+// as a grid of thumbnails or a list, sorted as the user chooses and loaded a
+// page at a time as the view scrolls.
 Item {
     id: screen
     objectName: "listingScreen"
     property string key
+    // A source's downloads instead of the item's files, with a way back.
+    property string sourceID
+    property string sourceName
+    property string sourceSymbol
+    signal back()
     readonly property var info: shell.itemInfo(key)
     property var model: null
     readonly property bool gridMode: app.settings.viewMode !== "list"
@@ -15,8 +21,10 @@ Item {
     readonly property bool indexing: app.indexing.statusText.startsWith("Scanning") || app.indexing.statusText.startsWith("Reading")
     focus: true
 
-    onKeyChanged: model = shell.browserFor(key)
-    Component.onCompleted: if (!model) model = shell.browserFor(key)
+    function makeModel() { return sourceID ? shell.sourceBrowserFor(sourceID) : shell.browserFor(key) }
+    onKeyChanged: model = makeModel()
+    onSourceIDChanged: model = makeModel()
+    Component.onCompleted: if (!model) model = makeModel()
 
     function choose(row, fileID, modifiers) {
         if (modifiers & Qt.ControlModifier)
@@ -48,11 +56,19 @@ Item {
             Layout.fillWidth: true
             Layout.margins: Theme.padding
             Layout.bottomMargin: 12
-            title: screen.info.title || ""
+            title: screen.sourceID ? screen.sourceName : screen.info.title || ""
             subtitle: screen.model ? screen.model.countText : ""
-            symbol: screen.info.symbol || ""
-            tint: screen.info.tint || ""
+            symbol: screen.sourceID ? screen.sourceSymbol : screen.info.symbol || ""
+            tint: screen.sourceID ? Theme.sourceColor(screen.sourceID) : screen.info.tint || ""
 
+            StyledButton {
+                objectName: "sourceBack"
+                visible: screen.sourceID.length > 0
+                symbol: "chevron.left"
+                text: "Downloaded From"
+                bordered: true
+                onClicked: screen.back()
+            }
             StyledButton {
                 visible: screen.model && screen.model.selectionCount > 0
                 symbol: "trash"
