@@ -1,5 +1,7 @@
 #include "support/PrivateBus.h"
 
+#include "support/TestEnvironment.h"
+
 PrivateBus::PrivateBus()
 {
     m_daemon.setProcessChannelMode(QProcess::SeparateChannels);
@@ -11,11 +13,5 @@ PrivateBus::PrivateBus()
 
 PrivateBus::~PrivateBus()
 {
-    if (m_daemon.state() == QProcess::NotRunning)
-        return;
-    m_daemon.terminate();
-    if (!m_daemon.waitForFinished(3000)) {
-        m_daemon.kill();
-        m_daemon.waitForFinished(3000);
-    }
+    TestEnvironment::stopDaemon(m_daemon);
 }

@@ -47,13 +47,7 @@ PrivateSoundServer::~PrivateSoundServer()
         qunsetenv("PULSE_SERVER");
     else
         qputenv("PULSE_SERVER", m_previousServer);
-    if (m_daemon.state() == QProcess::NotRunning)
-        return;
-    m_daemon.terminate();
-    if (!m_daemon.waitForFinished(3000)) {
-        m_daemon.kill();
-        m_daemon.waitForFinished(3000);
-    }
+    TestEnvironment::stopDaemon(m_daemon);
 }
 
 QString PrivateSoundServer::address() const

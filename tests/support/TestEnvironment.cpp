@@ -101,4 +101,15 @@ bool waitUntil(const std::function<bool()> &condition, int timeoutMs)
     return true;
 }
 
+void stopDaemon(QProcess &daemon)
+{
+    if (daemon.state() == QProcess::NotRunning)
+        return;
+    daemon.terminate();
+    if (!daemon.waitForFinished(3000)) {
+        daemon.kill();
+        daemon.waitForFinished(3000);
+    }
+}
+
 } // namespace TestEnvironment

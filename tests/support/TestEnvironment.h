@@ -43,4 +43,7 @@ std::unique_ptr<QProcess> startLarder(const QStringList &arguments, const QProce
 // Spins the event loop until condition holds or timeoutMs passes.
 bool waitUntil(const std::function<bool()> &condition, int timeoutMs = 5000);
 
+// Ends a helper daemon a test started: asked first, then killed.
+void stopDaemon(QProcess &daemon);
+
 } // namespace TestEnvironment
