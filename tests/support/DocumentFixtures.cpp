@@ -210,11 +210,10 @@ void damage(const QString &path, Damage how)
 
 void writeOversizedPng(const QString &path, QSize claimed)
 {
-    QImage row(claimed.width() > 0 ? 1 : 0, 1, QImage::Format_RGB32);
+    QImage row(1, 1, QImage::Format_RGB32);
     row.fill(Qt::white);
     QByteArray png;
     QBuffer buffer(&png);
-    buffer.open(QIODevice::WriteOnly);
     row.save(&buffer, "PNG");
     // The header chunk starts at byte 8: length, "IHDR", width, height, ...,
     // then the checksum of its type and data.
