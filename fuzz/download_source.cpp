@@ -72,9 +72,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     for (const QString &from : whereFroms) {
         // What is stored keeps no user name or password, URL or not.
         const QString stored = withoutCredentials(from);
-        const qsizetype authority = stored.indexOf(QLatin1String("://"));
-        if (authority >= 0) {
-            const QString rest = stored.mid(authority + 3);
+        static const QRegularExpression schemeAndSlashes(QStringLiteral("^[A-Za-z][A-Za-z0-9+.-]*://"));
+        if (const auto scheme = schemeAndSlashes.match(stored); scheme.hasMatch()) {
+            const QString rest = stored.mid(scheme.capturedEnd());
             const qsizetype end = rest.indexOf(QRegularExpression(QStringLiteral("[/?#]")));
             FUZZ_EXPECT(!rest.left(end).contains(u'@'), from + QLatin1String(" -> ") + stored);
         }

@@ -1,5 +1,7 @@
 #include "core/DownloadSources.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
 
 namespace {
@@ -186,11 +188,12 @@ QString withoutCredentials(const QString &url)
     }
     // Text that isn't a URL to Qt (a bad port, a space) may still carry
     // "user:password@" in front of its host: cut what comes before the last
-    // "@" of the part between "://" and the path.
-    const qsizetype authority = url.indexOf(QLatin1String("://"));
-    if (authority < 0)
+    // "@" of the part between the scheme's "://" and the path.
+    static const QRegularExpression schemeAndSlashes(QStringLiteral("^[A-Za-z][A-Za-z0-9+.-]*://"));
+    const QRegularExpressionMatch scheme = schemeAndSlashes.match(url);
+    if (!scheme.hasMatch())
         return url;
-    const qsizetype from = authority + 3;
+    const qsizetype from = scheme.capturedEnd();
     qsizetype end = url.size();
     for (const QChar stop : {u'/', u'?', u'#'}) {
         const qsizetype at = url.indexOf(stop, from);
