@@ -2,10 +2,12 @@
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
+FUZZ_BUILD ?= build-fuzz
+FUZZ_RUNS  ?= 1000000
 
 PREFIX     ?= $(HOME)/.local
 
-.PHONY: run test test-asan bench build deps clean install
+.PHONY: run test test-asan bench build deps clean install crash-loop fuzz
 
 # Builds the program and opens its window.
 run: build
@@ -23,6 +25,11 @@ install: deps
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+	fuzz/run --seconds 15 --build $(FUZZ_BUILD)
+
+# Every fuzz target for FUZZ_RUNS executions, one after the other, in $(FUZZ_BUILD).
+fuzz: deps
+	fuzz/run --runs $(FUZZ_RUNS) --build $(FUZZ_BUILD)
 
 test-asan: deps
 	cmake -S . -B $(ASAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DLARDER_SANITIZE=ON -DLARDER_BUILD_BENCH=OFF
@@ -32,6 +39,12 @@ test-asan: deps
 bench: build
 	bench/run-all $(BUILD)
 
+# Kills `larder index` at 20 random moments and checks the library after each.
+crash-loop: deps
+	cmake -S . -B $(BUILD) -G Ninja
+	cmake --build $(BUILD) -j $(JOBS) --target larder bench_index_memory
+	bench/crash-loop $(BUILD)
+
 build: deps
 	cmake -S . -B $(BUILD) -G Ninja
 	cmake --build $(BUILD) -j $(JOBS)
@@ -40,4 +53,4 @@ deps:
 	scripts/install-deps
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)

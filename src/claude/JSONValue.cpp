@@ -303,9 +303,9 @@ JSONValue JSONValue::parse(const QByteArray &utf8)
 
 namespace {
 
-void writeString(QByteArray &out, const QString &text)
+// Writes text that holds no unpaired surrogate, escaped.
+void writeEscaped(QByteArray &out, QStringView text)
 {
-    out.append('"');
     const QByteArray utf8 = text.toUtf8();
     for (const char byte : utf8) {
         const auto c = static_cast<unsigned char>(byte);
@@ -340,6 +340,27 @@ void writeString(QByteArray &out, const QString &text)
             }
         }
     }
+}
+
+void writeString(QByteArray &out, const QString &text)
+{
+    out.append('"');
+    // A "\ud83d" without its other half reads into a string as it stands;
+    // UTF-8 can't carry it, so it goes out escaped the way it came in.
+    qsizetype run = 0;
+    for (qsizetype at = 0; at < text.size(); ++at) {
+        const QChar c = text.at(at);
+        if (c.isHighSurrogate() && at + 1 < text.size() && text.at(at + 1).isLowSurrogate()) {
+            ++at;
+            continue;
+        }
+        if (!c.isSurrogate())
+            continue;
+        writeEscaped(out, QStringView(text).sliced(run, at - run));
+        out.append("\\u").append(QByteArray::number(c.unicode(), 16));
+        run = at + 1;
+    }
+    writeEscaped(out, QStringView(text).sliced(run));
     out.append('"');
 }
 

@@ -81,13 +81,15 @@ public:
             qsizetype length = end - from;
             if (length > 0 && m_pending.at(end - 1) == '\r')
                 --length;
-            if (!m_overlong)
+            // However the bytes were cut into chunks, a line past the limit is dropped.
+            if (!m_overlong && length <= m_lineLimit)
                 onLine(QByteArrayView(m_pending).sliced(from, length));
             m_overlong = false;
             from = end + 1;
         }
         m_pending.remove(0, from);
-        if (m_pending.size() > m_lineLimit) {
+        // One byte more than the limit may be the "\r" of a line that fits.
+        if (m_pending.size() > m_lineLimit + 1) {
             m_pending.clear();
             m_overlong = true;
         }
@@ -98,7 +100,7 @@ public:
     {
         if (m_pending.endsWith('\r'))
             m_pending.chop(1);
-        if (!m_pending.isEmpty() && !m_overlong)
+        if (!m_pending.isEmpty() && !m_overlong && m_pending.size() <= m_lineLimit)
             onLine(QByteArrayView(m_pending));
         m_pending.clear();
         m_overlong = false;

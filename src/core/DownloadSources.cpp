@@ -1,5 +1,9 @@
 #include "core/DownloadSources.h"
 
+#include <QRegularExpression>
+
+#include <algorithm>
+
 namespace {
 
 QString lowercaseWithoutWWW(const QString &host)
@@ -148,9 +152,11 @@ std::optional<QString> classifySource(const QStringList &whereFroms, const QStri
         const auto host = sourceHost(url);
         if (!host)
             continue;
-        if (host->isEmpty())
+        // "https://www./" names no site once "www." is dropped.
+        const QString site = lowercaseWithoutWWW(*host);
+        if (site.isEmpty())
             return std::nullopt;
-        return QStringLiteral("web:") + lowercaseWithoutWWW(*host);
+        return QStringLiteral("web:") + site;
     }
     return std::nullopt;
 }
@@ -176,8 +182,26 @@ QString sourceSymbol(const QString &id)
 QString withoutCredentials(const QString &url)
 {
     QUrl parsed(url);
-    if (!parsed.isValid() || parsed.userInfo().isEmpty())
+    if (parsed.isValid() && !parsed.userInfo().isEmpty()) {
+        parsed.setUserInfo(QString());
+        return parsed.toString(QUrl::FullyEncoded);
+    }
+    // Text that isn't a URL to Qt (a bad port, a space) may still carry
+    // "user:password@" in front of its host: cut what comes before the last
+    // "@" of the part between the scheme's "://" and the path.
+    static const QRegularExpression schemeAndSlashes(QStringLiteral("^[A-Za-z][A-Za-z0-9+.-]*://"));
+    const QRegularExpressionMatch scheme = schemeAndSlashes.match(url);
+    if (!scheme.hasMatch())
         return url;
-    parsed.setUserInfo(QString());
-    return parsed.toString(QUrl::FullyEncoded);
+    const qsizetype from = scheme.capturedEnd();
+    qsizetype end = url.size();
+    for (const QChar stop : {u'/', u'?', u'#'}) {
+        const qsizetype at = url.indexOf(stop, from);
+        if (at >= 0)
+            end = std::min(end, at);
+    }
+    const qsizetype at = url.lastIndexOf(u'@', end - 1);
+    if (at < from)
+        return url;
+    return url.left(from) + url.mid(at + 1);
 }

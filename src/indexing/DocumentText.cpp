@@ -13,7 +13,9 @@
 #include <QMimeDatabase>
 #include <QStringDecoder>
 
+#include <algorithm>
 #include <cerrno>
+#include <utility>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -69,15 +71,30 @@ void MarkupStripper::closeTag()
 
 QString MarkupStripper::finish()
 {
-    QString text = std::move(m_text);
+    // One pass, so that an escaped entity ("&amp;lt;") reads as the entity
+    // the document shows ("&lt;"), not as the character it would stand for.
+    static const std::pair<QLatin1String, QChar> entities[] = {
+        {QLatin1String("&amp;"), u'&'},   {QLatin1String("&lt;"), u'<'},   {QLatin1String("&gt;"), u'>'},
+        {QLatin1String("&quot;"), u'"'},  {QLatin1String("&apos;"), u'\''}, {QLatin1String("&#39;"), u'\''},
+        {QLatin1String("&nbsp;"), u' '},
+    };
+    const QString markup = std::move(m_text);
     m_text.clear();
-    text.replace(QLatin1String("&amp;"), QLatin1String("&"));
-    text.replace(QLatin1String("&lt;"), QLatin1String("<"));
-    text.replace(QLatin1String("&gt;"), QLatin1String(">"));
-    text.replace(QLatin1String("&quot;"), QLatin1String("\""));
-    text.replace(QLatin1String("&apos;"), QLatin1String("'"));
-    text.replace(QLatin1String("&#39;"), QLatin1String("'"));
-    text.replace(QLatin1String("&nbsp;"), QLatin1String(" "));
+    QString text;
+    text.reserve(markup.size());
+    for (qsizetype at = 0; at < markup.size(); ++at) {
+        const QChar c = markup.at(at);
+        const QStringView rest = QStringView(markup).sliced(at);
+        const auto entity = c != u'&' ? std::end(entities)
+                                      : std::find_if(std::begin(entities), std::end(entities),
+                                                     [rest](const auto &e) { return rest.startsWith(e.first); });
+        if (entity == std::end(entities)) {
+            text.append(c);
+            continue;
+        }
+        text.append(entity->second);
+        at += entity->first.size() - 1;
+    }
     return text;
 }
 

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <poll.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -109,6 +110,23 @@ std::optional<QByteArray> readRequest(int fd)
     return payload;
 }
 
+// Ends the worker as soon as the process that asks has gone (killed, or
+// crashed): nobody would read the answer, and a file that takes the reader
+// long, or forever, would otherwise keep an orphan busy with no time limit.
+void endWithAsker(int requests)
+{
+    std::thread([requests] {
+        pollfd watched = {requests, POLLRDHUP, 0};
+        for (;;) {
+            const int ready = ::poll(&watched, 1, -1);
+            if (ready < 0 && errno != EINTR)
+                return;
+            if (ready > 0 && (watched.revents & (POLLRDHUP | POLLHUP | POLLERR)))
+                ::_exit(0);
+        }
+    }).detach();
+}
+
 // The test switch: "crash:PATTERN;hang:PATTERN".
 void injectFault(const QString &path)
 {
@@ -154,6 +172,7 @@ int ExtractionWorker::serve()
     Tasks::lowerCurrentThreadPriority();
     if (!writeFully(answers, frame(hello)))
         return 1;
+    endWithAsker(STDIN_FILENO);
     for (;;) {
         const std::optional<QByteArray> request = readRequest(STDIN_FILENO);
         if (!request)

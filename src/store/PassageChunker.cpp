@@ -59,6 +59,9 @@ std::optional<qsizetype> betterBreak(const QString &text, qsizetype start, qsize
 
 QStringList splitIntoPassages(const QString &text, int size, int overlap)
 {
+    // A passage holds at least one whole character, which may take two code
+    // units; a smaller size would never move past a surrogate pair.
+    size = std::max(size, 2);
     const QString normalized = normalizedText(text);
     if (normalized.isEmpty())
         return {};

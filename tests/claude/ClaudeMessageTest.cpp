@@ -83,6 +83,8 @@ TEST(JSONValue, WritesIntegralNumbersAsIntegersEscapesAndSortsKeys)
         {1e300, "1e+300"}, {-1.5e-7, "-1.5e-07"}, {0.1, "0.1"}, {-0.0, "0"}, {std::nan(""), nullptr},
         {std::numeric_limits<double>::infinity(), nullptr}, {"q\"uote\\\n\t\x01/", R"("q\"uote\\\n\t\u0001/")"},
         {JSONValue::object({{u"é"_s, 1}, {u"B"_s, 2.25}}), R"({"B":2.25,"é":1})"},
+        // Half a surrogate pair, as a "\u" escape may bring, goes back out the same way.
+        {u"a"_s + QChar(0xDE00) + u"😀"_s + QChar(0xD83D), R"("a\ude00😀\ud83d")"},
     };
     for (const auto &[value, expected] : cases) {
         if (!expected) {

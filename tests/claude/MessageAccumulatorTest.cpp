@@ -116,4 +116,6 @@ TEST(LineSplitter, JoinsLinesAcrossChunksAndDropsCarriageReturns)
               QList<QByteArray>({"data: {\"a\":1}", "", "event: x", "data: tail"}));
     // A line past the limit is dropped whole, and the next one reads normally.
     EXPECT_EQ(split(LineSplitter(8), {"data: 0123", "456789 still the same line", " and more\nok\n"}), QList<QByteArray>({"ok"}));
+    // So is one that comes in one chunk; the "\r" before a newline doesn't count.
+    EXPECT_EQ(split(LineSplitter(8), {"data: 0123456789\nok\r\n12345678\r", "\n123456789"}), QList<QByteArray>({"ok", "12345678"}));
 }

@@ -76,7 +76,7 @@ TEST(MarkupStripping, TagsBecomeLineEndsAndTabs)
 {
     const auto odf = DocumentText::MarkupTags::openDocument;
     const struct { const char *markup, *text; DocumentText::MarkupTags tags = DocumentText::MarkupTags::common; } cases[] = {
-        {"a&amp;lt;b", "a<b"},
+        {"a&lt;b &amp;lt; &amp;amp; &&amp;", "a<b &lt; &amp; &&"},
         {"<tr><td>a</td><td>b</td></tr>", "a\tb\t\n"},
         {"x<BR>y<br/>z", "x\ny\nz"},
         {"<w:r><w:tab/><w:t>in</w:t></w:r>", "\tin"},
@@ -268,6 +268,8 @@ TEST(PassageChunker, BreaksAtParagraphsSentencesAndWordsWithALittleOverlap)
         return sizes;
     };
     EXPECT_TRUE(splitIntoPassages("  \n\n \t ").isEmpty());
+    // The smallest size still moves past a character of two code units.
+    EXPECT_EQ(splitIntoPassages(u"😀😀 a"_s, 1, 0), (QStringList{u"😀"_s, u"😀"_s, u"a"_s}));
     EXPECT_EQ(sizes(QString(900, u'a')), QList<qsizetype>{900});
     EXPECT_EQ(splitIntoPassages("  one   two \n\n\n\nthree\n"), QStringList{"one two\n\nthree"});
     EXPECT_EQ(splitIntoPassages("\n\nstart"), QStringList{"start"});

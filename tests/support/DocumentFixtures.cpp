@@ -3,6 +3,7 @@
 #include "support/RecordFixtures.h"
 #include "support/TestEnvironment.h"
 
+#include <QBuffer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -154,6 +155,11 @@ void writeZip(const QString &path, const Members &members)
 void writeZipBomb(const QString &path, const QString &member, const QByteArray &unit, qint64 size)
 {
     // One block of whole units, listed again and again up to size bytes.
+    writeWideZipBomb(path, {member}, unit, size);
+}
+
+void writeWideZipBomb(const QString &path, const QStringList &members, const QByteArray &unit, qint64 size)
+{
     QByteArray block = unit.repeated(std::max<qsizetype>(1, 65536 / unit.size()));
     auto *data = reinterpret_cast<zip_uint8_t *>(block.data());
     QList<zip_buffer_fragment_t> fragments;
@@ -162,9 +168,79 @@ void writeZipBomb(const QString &path, const QString &member, const QByteArray &
     zip_t *archive = newZip(path);
     if (!archive)
         return;
-    zip_source_t *source = zip_source_buffer_fragment(archive, fragments.constData(), fragments.size(), 0);
-    zip_file_add(archive, member.toUtf8().constData(), source, ZIP_FL_ENC_UTF_8);
+    for (const QString &member : members) {
+        zip_source_t *source = zip_source_buffer_fragment(archive, fragments.constData(), fragments.size(), 0);
+        zip_file_add(archive, member.toUtf8().constData(), source, ZIP_FL_ENC_UTF_8);
+    }
     zip_close(archive);
+}
+
+void writeNestedZip(const QString &path, int depth, int copies, qint64 innerSize)
+{
+    const QString scratch = path + u".level"_s;
+    writeZipBomb(scratch, u"zeros.bin"_s, QByteArray(1, '\0'), innerSize);
+    for (int level = 1; level < depth; ++level) {
+        QFile inner(scratch);
+        const QByteArray bytes = inner.open(QIODevice::ReadOnly) ? inner.readAll() : QByteArray();
+        Members members;
+        for (int i = 0; i < copies; ++i)
+            members.append({u"level%1-%2.zip"_s.arg(level).arg(i), bytes});
+        writeZip(scratch, members);
+    }
+    QFile::remove(path);
+    QFile::rename(scratch, path);
+}
+
+void damage(const QString &path, Damage how)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite))
+        return;
+    const qint64 size = file.size();
+    if (how == Damage::truncated) {
+        file.resize(size / 3);
+        return;
+    }
+    file.seek(size / 3);
+    QByteArray noise(size / 3, Qt::Uninitialized);
+    for (qsizetype i = 0; i < noise.size(); ++i)
+        noise[i] = char((i * 131 + 17) % 251);
+    file.write(noise);
+}
+
+void writeOversizedPng(const QString &path, QSize claimed)
+{
+    QImage row(1, 1, QImage::Format_RGB32);
+    row.fill(Qt::white);
+    QByteArray png;
+    QBuffer buffer(&png);
+    row.save(&buffer, "PNG");
+    // The header chunk starts at byte 8: length, "IHDR", width, height, ...,
+    // then the checksum of its type and data.
+    const auto putBigEndian = [&png](qsizetype at, quint32 value) {
+        for (int i = 0; i < 4; ++i)
+            png[at + i] = char(value >> (24 - 8 * i));
+    };
+    putBigEndian(16, quint32(claimed.width()));
+    putBigEndian(20, quint32(claimed.height()));
+    quint32 crc = 0xFFFFFFFF;
+    for (qsizetype i = 12; i < 29; ++i) {
+        crc ^= uchar(png.at(i));
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc >> 1) ^ (0xEDB88320 & (0 - (crc & 1)));
+    }
+    putBigEndian(29, ~crc);
+    TestEnvironment::writeFile(path, png);
+}
+
+void writeEntityBombDocx(const QString &path, const QString &text)
+{
+    QString entities = u"<!ENTITY lol0 \"lol\">"_s;
+    for (int level = 1; level < 10; ++level)
+        entities += u"<!ENTITY lol%1 \"%2\">"_s.arg(level).arg(u"&lol%1;"_s.arg(level - 1).repeated(10));
+    const QString document = uR"(<?xml version="1.0"?><!DOCTYPE w:document [%1]><w:document><w:body>)"
+                             uR"(<w:p><w:r><w:t>%2 &lol9;</w:t></w:r></w:p></w:body></w:document>)"_s.arg(entities, text.toHtmlEscaped());
+    writeZip(path, {{u"[Content_Types].xml"_s, "<Types/>"}, {u"word/document.xml"_s, document.toUtf8()}});
 }
 
 void writeDocx(const QString &path, const QStringList &paragraphs)

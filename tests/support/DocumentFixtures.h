@@ -39,6 +39,23 @@ void writeZip(const QString &path, const Members &members);
 // A zip file whose one member inflates to size bytes of unit repeated, never held whole.
 void writeZipBomb(const QString &path, const QString &member, const QByteArray &unit, qint64 size);
 
+// A zip file whose members each inflate to size bytes of unit repeated: wide
+// where writeZipBomb is long.
+void writeWideZipBomb(const QString &path, const QStringList &members, const QByteArray &unit, qint64 size);
+// Zip files nested depth deep, each level holding copies of the level below
+// and the innermost a member of zeros that inflates to innerSize bytes.
+void writeNestedZip(const QString &path, int depth, int copies, qint64 innerSize);
+
+// Harm done in place to a file written by another builder: cut to a third
+// of its length, or with bytes through its middle overwritten.
+enum class Damage { truncated, scrambled };
+void damage(const QString &path, Damage how);
+// A PNG whose header claims size pixels over a single row of image data.
+void writeOversizedPng(const QString &path, QSize claimed);
+// A Word document whose XML declares entities nested ten deep, ten wide
+// (the billion laughs), used in its one paragraph beside the given text.
+void writeEntityBombDocx(const QString &path, const QString &text);
+
 void writeDocx(const QString &path, const QStringList &paragraphs);
 void writeXlsx(const QString &path, const QStringList &sharedStrings);
 void writePptx(const QString &path, const QStringList &slides);
