@@ -43,7 +43,7 @@ struct DeviceInfo
     bool found = false;
     QString name;      // the source to record
     bool isMonitor = false;
-    pa_sample_spec spec{};
+    pa_sample_spec format{};
 };
 
 struct ServerInfo
@@ -120,7 +120,7 @@ struct PulseAudioCapture::Connection
                     pair->second->found = true;
                     pair->second->name = QString::fromUtf8(source->name);
                     pair->second->isMonitor = source->monitor_of_sink != PA_INVALID_INDEX;
-                    pair->second->spec = source->sample_spec;
+                    pair->second->format = source->sample_spec;
                 }
                 pair->first->signal();
             },
@@ -140,7 +140,7 @@ struct PulseAudioCapture::Connection
                     pair->second->found = true;
                     pair->second->name = QString::fromUtf8(sink->monitor_source_name);
                     pair->second->isMonitor = true;
-                    pair->second->spec = sink->sample_spec;
+                    pair->second->format = sink->sample_spec;
                 }
                 pair->first->signal();
             },
@@ -248,13 +248,13 @@ void PulseAudioCapture::start(BufferHandler onBuffer, FailureHandler onFailure)
             m->followedSink = server.defaultSink;
         }
 
-        pa_sample_spec spec{PA_SAMPLE_FLOAT32LE, device.spec.rate, device.spec.channels};
-        if (!pa_sample_spec_valid(&spec))
+        pa_sample_spec wanted{PA_SAMPLE_FLOAT32LE, device.format.rate, device.format.channels};
+        if (!pa_sample_spec_valid(&wanted))
             throw AudioCaptureError(AudioCaptureError::Kind::unsupportedFormat);
-        m->format = AudioFormat{int(spec.rate), int(spec.channels)};
+        m->format = AudioFormat{int(wanted.rate), int(wanted.channels)};
         m->deviceName = device.name;
         const bool microphone = m_device == Device::Microphone;
-        m->stream = pa_stream_new(m->context, microphone ? "Larder microphone" : "Larder call audio", &spec, nullptr);
+        m->stream = pa_stream_new(m->context, microphone ? "Larder microphone" : "Larder call audio", &wanted, nullptr);
         if (!m->stream)
             throw AudioCaptureError(QStringLiteral("start capturing system audio"), pa_context_errno(m->context));
 
@@ -297,7 +297,7 @@ void PulseAudioCapture::start(BufferHandler onBuffer, FailureHandler onFailure)
         attributes.tlength = uint32_t(-1);
         attributes.prebuf = uint32_t(-1);
         attributes.minreq = uint32_t(-1);
-        attributes.fragsize = uint32_t(framesPerBlock * pa_frame_size(&spec));
+        attributes.fragsize = uint32_t(framesPerBlock * pa_frame_size(&wanted));
         // The microphone stays on the device it opened: if that goes away,
         // recording it ends with a warning rather than silently moving to
         // another source, such as the monitor of the speakers.
