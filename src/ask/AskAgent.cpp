@@ -26,27 +26,6 @@ QDateTime dateOf(double seconds)
     return QDateTime::fromMSecsSinceEpoch(qint64(seconds * 1000.0));
 }
 
-QString kindLabel(FileKind kind)
-{
-    switch (kind) {
-    case FileKind::image:
-        return QStringLiteral("Image");
-    case FileKind::video:
-        return QStringLiteral("Video");
-    case FileKind::audio:
-        return QStringLiteral("Audio");
-    case FileKind::document:
-        return QStringLiteral("Document");
-    case FileKind::archive:
-        return QStringLiteral("Archive");
-    case FileKind::app:
-        return QStringLiteral("App");
-    case FileKind::other:
-        break;
-    }
-    return QStringLiteral("File");
-}
-
 QString passageLabel(Citation::Kind kind)
 {
     switch (kind) {
@@ -295,7 +274,7 @@ AskAgent::ToolResult AskAgent::findFiles(const JSONValue &input, const EventSink
         const QString folder = Format::folderOf(file.path, home);
         const int number = sourceNumber({Citation::Kind::file, QString::number(file.id), file.name, folder, {}}, sink);
         QString line = QStringLiteral("[S%1] ").arg(number) + file.name + QStringLiteral(" — ") + folder
-            + QStringLiteral(" — ") + kindLabel(file.kind) + QStringLiteral(", ") + Format::byteCount(file.size, locale);
+            + QStringLiteral(" — ") + fileKindWord(file.kind) + QStringLiteral(", ") + Format::byteCount(file.size, locale);
         if (file.modified)
             line += QStringLiteral(", modified ") + Format::date(dateOf(*file.modified), locale);
         if (file.added)

@@ -8,7 +8,10 @@
 #include <QHash>
 #include <QImageIOHandler>
 #include <QImageReader>
+#include <QtEndian>
 
+#include <libexif/exif-data.h>
+#include <libexif/exif-loader.h>
 #include <libheif/heif.h>
 
 extern "C" {
@@ -20,6 +23,9 @@ extern "C" {
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstring>
+#include <functional>
+#include <memory>
 #include <mutex>
 
 namespace MediaFacts {
@@ -52,27 +58,121 @@ struct HeifFile
     }
 };
 
-std::optional<QSize> heifSize(const QString &path)
+// Opens the primary image of a HEIF file and hands it to read.
+template<typename Result>
+std::optional<Result> readHeifPrimary(const QString &path, const std::function<std::optional<Result>(heif_image_handle *)> &read)
 {
     HeifFile input;
     if (!openQuietly(input.file, path))
         return std::nullopt;
     static const heif_reader reader{1, &HeifFile::position, &HeifFile::read, &HeifFile::seek, &HeifFile::waitForSize};
     heif_context *context = heif_context_alloc();
-    std::optional<QSize> size;
+    std::optional<Result> result;
     if (heif_context_read_from_reader(context, &reader, &input, nullptr).code == heif_error_Ok) {
         heif_image_handle *handle = nullptr;
         if (heif_context_get_primary_image_handle(context, &handle).code == heif_error_Ok) {
-            // These are the dimensions after the image's own rotation.
-            const int width = heif_image_handle_get_width(handle);
-            const int height = heif_image_handle_get_height(handle);
-            if (width > 0 && height > 0)
-                size = QSize(width, height);
+            result = read(handle);
             heif_image_handle_release(handle);
         }
     }
     heif_context_free(context);
-    return size;
+    return result;
+}
+
+std::optional<QSize> heifSize(const QString &path)
+{
+    return readHeifPrimary<QSize>(path, [](heif_image_handle *handle) -> std::optional<QSize> {
+        // These are the dimensions after the image's own rotation.
+        const int width = heif_image_handle_get_width(handle);
+        const int height = heif_image_handle_get_height(handle);
+        if (width > 0 && height > 0)
+            return QSize(width, height);
+        return std::nullopt;
+    });
+}
+
+// The EXIF block of a HEIF file, as libexif reads it: "Exif\0\0" and the
+// TIFF header on. The block starts with the offset of that header.
+std::optional<QByteArray> heifExif(const QString &path)
+{
+    return readHeifPrimary<QByteArray>(path, [](heif_image_handle *handle) -> std::optional<QByteArray> {
+        heif_item_id id = 0;
+        if (heif_image_handle_get_list_of_metadata_block_IDs(handle, "Exif", &id, 1) < 1)
+            return std::nullopt;
+        const size_t size = heif_image_handle_get_metadata_size(handle, id);
+        if (size < 4 || size > 1024 * 1024)
+            return std::nullopt;
+        QByteArray block(qsizetype(size), Qt::Uninitialized);
+        if (heif_image_handle_get_metadata(handle, id, block.data()).code != heif_error_Ok)
+            return std::nullopt;
+        const quint32 offset = qFromBigEndian<quint32>(block.constData());
+        if (offset > size - 4)
+            return std::nullopt;
+        return QByteArrayLiteral("Exif\0\0") + block.mid(4 + offset);
+    });
+}
+
+struct ExifDataDeleter
+{
+    void operator()(ExifData *data) const { exif_data_unref(data); }
+};
+using ExifPointer = std::unique_ptr<ExifData, ExifDataDeleter>;
+
+// The EXIF of a JPEG: the loader stops at the end of the APP1 segment,
+// which sits near the start of the file.
+ExifPointer jpegExif(const QString &path)
+{
+    QFile file;
+    if (!openQuietly(file, path))
+        return nullptr;
+    ExifLoader *loader = exif_loader_new();
+    QByteArray chunk(16 * 1024, Qt::Uninitialized);
+    for (qint64 read = 0; read < 256 * 1024;) {
+        const qint64 got = file.read(chunk.data(), chunk.size());
+        if (got <= 0 || !exif_loader_write(loader, reinterpret_cast<unsigned char *>(chunk.data()), unsigned(got)))
+            break;
+        read += got;
+    }
+    ExifPointer data(exif_loader_get_data(loader));
+    exif_loader_unref(loader);
+    return data;
+}
+
+MediaFacts::Camera cameraOf(ExifData *data)
+{
+    const ExifByteOrder order = exif_data_get_byte_order(data);
+    const auto text = [&](ExifTag tag) {
+        const ExifEntry *entry = exif_data_get_entry(data, tag);
+        if (!entry || entry->format != EXIF_FORMAT_ASCII || !entry->data)
+            return QString();
+        const auto *chars = reinterpret_cast<const char *>(entry->data);
+        return QString::fromUtf8(chars, qsizetype(strnlen(chars, entry->size))).simplified();
+    };
+    const auto rational = [&](ExifTag tag) -> std::optional<double> {
+        const ExifEntry *entry = exif_data_get_entry(data, tag);
+        if (!entry || entry->format != EXIF_FORMAT_RATIONAL || entry->size < 8)
+            return std::nullopt;
+        const ExifRational value = exif_get_rational(entry->data, order);
+        if (value.denominator == 0 || value.numerator == 0)
+            return std::nullopt;
+        return double(value.numerator) / value.denominator;
+    };
+    MediaFacts::Camera camera;
+    const QString make = text(EXIF_TAG_MAKE);
+    camera.model = text(EXIF_TAG_MODEL);
+    // Makers often repeat their name in the model: "Canon" and "Canon EOS R6".
+    if (!make.isEmpty() && !camera.model.startsWith(make.section(u' ', 0, 0), Qt::CaseInsensitive))
+        camera.model = (make + u' ' + camera.model).trimmed();
+    camera.lens = text(EXIF_TAG_LENS_MODEL);
+    camera.focalLength = rational(EXIF_TAG_FOCAL_LENGTH);
+    camera.fNumber = rational(EXIF_TAG_FNUMBER);
+    camera.exposure = rational(EXIF_TAG_EXPOSURE_TIME);
+    if (const ExifEntry *entry = exif_data_get_entry(data, EXIF_TAG_ISO_SPEED_RATINGS);
+        entry && entry->format == EXIF_FORMAT_SHORT && entry->size >= 2) {
+        if (const int iso = exif_get_short(entry->data, order); iso > 0)
+            camera.iso = iso;
+    }
+    return camera;
 }
 
 void silenceLibraries()
@@ -229,6 +329,31 @@ AudioVisual audioVisual(const QString &path)
             readFacts();
     }
     return facts;
+}
+
+bool Camera::isEmpty() const
+{
+    return model.isEmpty() && lens.isEmpty() && !focalLength && !fNumber && !exposure && !iso;
+}
+
+std::optional<Camera> camera(const QString &path)
+{
+    ExifPointer data;
+    if (isHeif(path)) {
+        if (const std::optional<QByteArray> block = heifExif(path))
+            data.reset(exif_data_new_from_data(reinterpret_cast<const unsigned char *>(block->constData()),
+                                               unsigned(block->size())));
+    } else {
+        const QString suffix = QFileInfo(path).suffix().toLower();
+        if (suffix == u"jpg" || suffix == u"jpeg" || suffix == u"jpe")
+            data = jpegExif(path);
+    }
+    if (!data)
+        return std::nullopt;
+    Camera found = cameraOf(data.get());
+    if (found.isEmpty())
+        return std::nullopt;
+    return found;
 }
 
 std::optional<qint64> pdfPageCount(const QString &path)

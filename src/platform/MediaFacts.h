@@ -26,4 +26,21 @@ AudioVisual audioVisual(const QString &path);
 // The number of pages of a PDF.
 std::optional<qint64> pdfPageCount(const QString &path);
 
+// What the camera recorded in a photo's EXIF: absent values stay empty.
+struct Camera
+{
+    QString model; // "Canon EOS R6", the maker first when the model lacks it
+    QString lens;
+    std::optional<double> focalLength; // millimetres
+    std::optional<double> fNumber;
+    std::optional<double> exposure; // seconds
+    std::optional<int> iso;
+
+    bool isEmpty() const;
+    friend bool operator==(const Camera &, const Camera &) = default;
+};
+// From the EXIF of a JPEG (libexif) or a HEIC (its Exif block through
+// libheif); nothing for other files or a photo without camera data.
+std::optional<Camera> camera(const QString &path);
+
 } // namespace MediaFacts

@@ -2,6 +2,8 @@
 
 #include "app/AppModel.h"
 #include "screens/FileItems.h"
+#include "screens/Greeting.h"
+#include "screens/InspectorFacts.h"
 #include "screens/LibraryBrowserModel.h"
 #include "screens/LibraryModel.h"
 #include "screens/SearchResults.h"
@@ -15,6 +17,7 @@
 #include <QFile>
 #include <QMimeDatabase>
 #include <QIcon>
+#include <QTime>
 #include <QMenu>
 #include <QQmlApplicationEngine>
 #include <QQmlContext>
@@ -49,6 +52,7 @@ Shell::Shell(AppModel &app, QObject *parent)
     context->setContextProperty(QStringLiteral("app"), &m_app);
     context->setContextProperty(QStringLiteral("library"), m_library.get());
     context->setContextProperty(QStringLiteral("searchResults"), m_searchResults.get());
+    context->setContextProperty(QStringLiteral("inspectorFacts"), new InspectorFacts(m_app, this));
     context->setContextProperty(QStringLiteral("shell"), this);
     context->setContextProperty(QStringLiteral("symbols"), new Symbols(this));
 }
@@ -242,4 +246,9 @@ QVariantMap Shell::fileItem(const QVariant &record)
     if (!record.canConvert<FileRecord>())
         return {};
     return FileItems::map(record.value<FileRecord>());
+}
+
+QString Shell::greeting()
+{
+    return greetingText(QTime::currentTime().hour(), accountFullName());
 }

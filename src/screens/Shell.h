@@ -69,6 +69,8 @@ public:
     // The beginning of a text file for the preview, at most 256 KB of it.
     Q_INVOKABLE static QString previewText(const QUrl &url);
     Q_INVOKABLE static int pageCount(const QUrl &url);
+    // The home page's greeting for the present hour.
+    Q_INVOKABLE static QString greeting();
 
 Q_SIGNALS:
     // The launch work has run, after the window's first frame.

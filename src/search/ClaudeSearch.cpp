@@ -129,20 +129,6 @@ QString regionName(const QLocale &locale)
     return name.isEmpty() ? QLocale::territoryToCode(territory) : name;
 }
 
-QString kindWord(FileKind kind)
-{
-    switch (kind) {
-    case FileKind::image: return QStringLiteral("Image");
-    case FileKind::video: return QStringLiteral("Video");
-    case FileKind::audio: return QStringLiteral("Audio");
-    case FileKind::document: return QStringLiteral("Document");
-    case FileKind::archive: return QStringLiteral("Archive");
-    case FileKind::app: return QStringLiteral("App");
-    case FileKind::other: break;
-    }
-    return QStringLiteral("File");
-}
-
 QString isoDay(double seconds)
 {
     return QDateTime::fromMSecsSinceEpoch(qint64(seconds * 1000.0)).date().toString(Qt::ISODate);
@@ -239,7 +225,7 @@ QString candidateLine(const FileHit &hit, const QString &home)
     const FileRecord &file = hit.file;
     QStringList fields;
     fields.append(u'[' + QString::number(file.id) + QStringLiteral("] ") + file.name);
-    fields.append(file.ext.isEmpty() ? kindWord(file.kind) : kindWord(file.kind) + QStringLiteral(" .") + file.ext);
+    fields.append(file.ext.isEmpty() ? fileKindWord(file.kind) : fileKindWord(file.kind) + QStringLiteral(" .") + file.ext);
     fields.append(Format::byteCount(file.size));
     if (file.modified)
         fields.append(QStringLiteral("modified ") + isoDay(*file.modified));

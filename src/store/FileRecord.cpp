@@ -26,6 +26,20 @@ QString fileKindRawValue(FileKind kind)
     return QStringLiteral("other");
 }
 
+QString fileKindWord(FileKind kind)
+{
+    switch (kind) {
+    case FileKind::image: return QStringLiteral("Image");
+    case FileKind::video: return QStringLiteral("Video");
+    case FileKind::audio: return QStringLiteral("Audio");
+    case FileKind::document: return QStringLiteral("Document");
+    case FileKind::archive: return QStringLiteral("Archive");
+    case FileKind::app: return QStringLiteral("App");
+    case FileKind::other: break;
+    }
+    return QStringLiteral("File");
+}
+
 FileKind fileKindFromRawValue(const QString &raw)
 {
     for (FileKind kind : allFileKinds()) {

@@ -10,6 +10,8 @@ enum class FileKind { image, video, audio, document, archive, app, other };
 
 // The stored and sent names of the kinds, which are the case names.
 QString fileKindRawValue(FileKind kind);
+// The kind as one word for people: "Image", "Document", "File" for other.
+QString fileKindWord(FileKind kind);
 // Any unknown text reads as FileKind::other.
 FileKind fileKindFromRawValue(const QString &raw);
 const QList<FileKind> &allFileKinds();

@@ -16,12 +16,6 @@ Flickable {
     readonly property bool indexing: app.indexing.statusText.startsWith("Scanning") || app.indexing.statusText.startsWith("Reading")
     readonly property real pageWidth: Math.min(width - 2 * (Theme.padding + 8), 1080)
 
-    function greeting() {
-        const hour = new Date().getHours()
-        if (hour < 5 || hour >= 18)
-            return "Good evening"
-        return hour < 12 ? "Good morning" : "Good afternoon"
-    }
     function plural(count, word) { return Number(count).toLocaleString(Qt.locale("en_US"), "f", 0) + " " + word + (count === 1 ? "" : "s") }
 
     // The search screen with the request filled in.
@@ -43,7 +37,8 @@ Flickable {
         ColumnLayout {
             spacing: 4
             Text {
-                text: home.greeting()
+                objectName: "homeGreeting"
+                text: shell.greeting()
                 color: Theme.text
                 font.family: Theme.fontFamily
                 font.pixelSize: 28

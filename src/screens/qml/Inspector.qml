@@ -47,7 +47,7 @@ Rectangle {
             }
             Text {
                 Layout.alignment: Qt.AlignHCenter
-                text: inspector.file ? inspector.file.kindTitle : ""
+                text: inspectorFacts.kindWord
                 color: Theme.secondaryText
                 font.family: Theme.fontFamily
                 font.pixelSize: Theme.bodySize
@@ -58,30 +58,75 @@ Rectangle {
                 StyledButton { text: "Open"; prominent: true; onClicked: app.openFiles([inspector.record]) }
                 StyledButton { text: "Show in Files"; bordered: true; onClicked: app.revealFiles([inspector.record]) }
             }
-            Rectangle { Layout.fillWidth: true; height: 1; color: Theme.separator; Layout.topMargin: 6 }
-            Repeater {
-                model: inspector.file ? [["Size", inspector.file.sizeText], ["Modified", inspector.file.modifiedText],
-                                         ["From", inspector.file.source], ["Where", inspector.file.folder]] : []
-                delegate: RowLayout {
-                    required property var modelData
-                    visible: modelData[1] && modelData[1].length > 0
+
+            InspectorSection {
+                objectName: "inspectorSource"
+                visible: inspectorFacts.sourceID.length > 0
+                title: "Downloaded from"
+                RowLayout {
                     Layout.fillWidth: true
                     spacing: 10
-                    Text {
-                        text: modelData[0]
-                        color: Theme.secondaryText
-                        font.family: Theme.fontFamily
-                        font.pixelSize: Theme.captionSize + 1
-                        Layout.preferredWidth: 70
+                    SourceIcon {
+                        symbol: inspectorFacts.sourceSymbol || "globe"
+                        tint: Theme.sourceColor(inspectorFacts.sourceID)
+                        size: 30
                     }
-                    Text {
-                        text: modelData[1] || ""
-                        color: Theme.text
-                        font.family: Theme.fontFamily
-                        font.pixelSize: Theme.captionSize + 1
+                    ColumnLayout {
                         Layout.fillWidth: true
-                        wrapMode: Text.WrapAnywhere
+                        spacing: 1
+                        Text {
+                            Layout.fillWidth: true
+                            text: inspectorFacts.sourceTitle
+                            color: Theme.text
+                            font.family: Theme.fontFamily
+                            font.pixelSize: Theme.bodySize
+                            elide: Text.ElideRight
+                        }
+                        Text {
+                            Layout.fillWidth: true
+                            visible: text.length > 0
+                            text: inspectorFacts.sourceHost
+                            color: Theme.secondaryText
+                            font.family: Theme.fontFamily
+                            font.pixelSize: Theme.captionSize + 1
+                            elide: Text.ElideMiddle
+                        }
                     }
+                }
+            }
+            InspectorSection {
+                objectName: "inspectorDetails"
+                title: "Details"
+                rows: inspectorFacts.details
+            }
+            InspectorSection {
+                objectName: "inspectorCamera"
+                visible: inspectorFacts.camera.length > 0
+                title: "Camera"
+                rows: inspectorFacts.camera
+            }
+            InspectorSection {
+                objectName: "inspectorText"
+                visible: inspectorFacts.excerpt.length > 0
+                title: inspectorFacts.textHeading
+                Text {
+                    Layout.fillWidth: true
+                    text: inspectorFacts.excerpt
+                    textFormat: Text.PlainText
+                    color: Theme.text
+                    font.family: Theme.fontFamily
+                    font.pixelSize: Theme.captionSize + 1
+                    wrapMode: Text.Wrap
+                    maximumLineCount: 12
+                    elide: Text.ElideRight
+                    lineHeight: 1.15
+                }
+                StyledButton {
+                    objectName: "inspectorCopyText"
+                    text: "Copy Text"
+                    symbol: "doc.on.doc"
+                    bordered: true
+                    onClicked: app.copyTextOf(inspector.record)
                 }
             }
         }
