@@ -3,17 +3,26 @@
 //     frame (p50, p95) and the process's peak memory;
 //  2. the time from starting `larder` on a library of 200,000 files to its
 //     first frame, beside the first frame of a bare QML window started the
-//     same way in the same run.
-// Usage: bench_window [--files N] [--launch-files N]
+//     same way in the same run;
+//  3. requests typed into the search screen over the search benchmark's
+//     library of 200,000 files, key by key: the time from each key to the
+//     frame that shows it (beside the same typing into a bare text field),
+//     and from the last key of a request to the frame that shows its
+//     results (beside the debounce and the bare engine call).
+// Usage: bench_window [--files N] [--launch-files N] [--search-library PATH]
 #include "app/AppModel.h"
 #include "core/Defaults.h"
 #include "core/Tasks.h"
 #include "screens/LibraryBrowserModel.h"
 #include "screens/Shell.h"
+#include "search/SearchEngine.h"
+#include "search/SearchModel.h"
+#include "search/LocalQueryParser.h"
 #include "store/IndexStore.h"
 #include "support/LibraryBuilder.h"
 #include "support/RecordFixtures.h"
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QGuiApplication>
@@ -24,6 +33,7 @@
 #include <QQuickView>
 #include <QQuickWindow>
 #include <QTemporaryDir>
+#include <QTest>
 #include <QTimer>
 
 #include <algorithm>
@@ -242,6 +252,141 @@ int launch(int files)
     return larderMs > 0 ? 0 : 1;
 }
 
+// Requests as people type them, from short to long.
+const char *const typedRequests[] = {
+    "invoice", "tax return 2023", "pdfs from gmail about my lease", "budget spreadsheet",
+    "insurance documents", "receipt for the car repair", "water bill last month", "passport scan",
+};
+// A brisk typist: about eleven keys a second.
+constexpr int keyGapMs = 90;
+
+struct Typing
+{
+    QList<double> keyToFrame; // each key to the next frame
+    QList<double> toResults; // last key to the frame showing the results
+};
+
+// Types each request into the focused field of the window, key by key, with
+// keyGapMs between keys; resultsShown tells whether the results of the text
+// typed so far are in, when there is a search behind the field.
+Typing typeRequests(QQuickWindow *window, const std::function<void()> &clear,
+                    const std::function<bool()> &resultsShown)
+{
+    Typing typing;
+    bool swapped = false;
+    const QMetaObject::Connection connection = QObject::connect(
+        window, &QQuickWindow::frameSwapped, window, [&] { swapped = true; }, Qt::DirectConnection);
+    for (const char *request : typedRequests) {
+        clear();
+        spinUntil([] { return false; }, 300); // the clearing settles, its search included
+        const QString text = QString::fromUtf8(request);
+        QElapsedTimer key;
+        for (const QChar letter : text) {
+            swapped = false;
+            key.start();
+            QTest::keyClick(window, letter.toLatin1());
+            if (spinUntil([&] { return swapped; }, 2000))
+                typing.keyToFrame.append(key.nsecsElapsed() / 1e6);
+            spinUntil([&] { return key.elapsed() >= keyGapMs; }, keyGapMs);
+        }
+        if (!resultsShown)
+            continue;
+        // From the last key: the results arrive, then the frame that shows
+        // them.
+        bool arrived = false;
+        double inModel = 0;
+        if (spinUntil([&] { return resultsShown(); }, 5000)) {
+            inModel = key.nsecsElapsed() / 1e6;
+            swapped = false;
+            window->requestUpdate();
+            arrived = spinUntil([&] { return swapped; }, 2000);
+        }
+        if (arrived) {
+            typing.toResults.append(key.nsecsElapsed() / 1e6);
+            if (qEnvironmentVariableIsSet("LARDER_BENCH_VERBOSE"))
+                std::printf("typing: \"%s\" %.0f ms, %.0f ms of it until the model had them\n", request,
+                            typing.toResults.last(), inModel);
+        } else
+            std::fprintf(stderr, "typing: no results shown for \"%s\"\n", request);
+    }
+    QObject::disconnect(connection);
+    return typing;
+}
+
+int typeSearches(const QString &libraryPath)
+{
+    if (!QFile::exists(libraryPath)) {
+        std::printf("typing: skipped: no library at %s (bench_search makes it)\n", qPrintable(libraryPath));
+        return 0;
+    }
+    // The reference: the same typing into a bare text field.
+    QQuickView bare;
+    bare.setSource(QUrl(QStringLiteral("data:text/plain,import QtQuick.Controls%0ATextField { width: 900; focus: true }")));
+    bare.resize(1240, 800);
+    bare.show();
+    bare.requestActivate();
+    if (!QTest::qWaitForWindowActive(&bare))
+        std::fprintf(stderr, "typing: the bare window never became active\n");
+    QObject *bareField = bare.rootObject();
+    const Typing reference = typeRequests(&bare, [&] { bareField->setProperty("text", QString()); }, {});
+    bare.close();
+
+    QTemporaryDir home;
+    const QByteArray realHome = qgetenv("HOME");
+    qputenv("HOME", home.path().toUtf8());
+    Defaults defaults(home.path() + "/settings.json", {"-LarderDatabase", libraryPath});
+    AppSettings settings(defaults);
+    AppModel model(settings);
+    Shell shell(model);
+    if (!shell.show())
+        return 1;
+    QQuickWindow *window = shell.window();
+    window->resize(1240, 800);
+    window->requestActivate();
+    if (!QTest::qWaitForWindowActive(window))
+        std::fprintf(stderr, "typing: the window never became active\n");
+    model.showSearch();
+    SearchModel *search = model.search();
+    spinUntil([&] { return false; }, 1000);
+    // Results are in when the search of the present text has ended.
+    QString searchedText;
+    QObject::connect(search, &SearchModel::phaseChanged, search, [&] {
+        if (search->phase() != SearchModel::Phase::searching)
+            searchedText = search->text();
+    });
+    const Typing typed = typeRequests(window, [&] { search->setText(QString()); },
+                                      [&] { return searchedText == search->text() && !search->text().isEmpty(); });
+
+    // The bare engine call for the same requests, on the same library.
+    SearchEngine engine(model.store());
+    const LocalQueryParser parser(QDateTime::currentDateTime());
+    QList<double> engineMs;
+    for (int round = 0; round < 3; ++round) {
+        for (const char *request : typedRequests) {
+            QElapsedTimer timer;
+            timer.start();
+            engine.search(parser.parse(QString::fromUtf8(request)), SearchModel::resultLimit);
+            engineMs.append(timer.nsecsElapsed() / 1e6);
+        }
+    }
+    qputenv("HOME", realHome);
+
+    const double debounce = double(SearchModel::localDelayMs);
+    std::printf("typing: key to frame in the search field p50 %.1f ms, p95 %.1f ms, max %.1f ms (%d keys); "
+                "bare text field p50 %.1f ms, p95 %.1f ms, max %.1f ms; ratio p95 %.2f\n",
+                percentile(typed.keyToFrame, 0.5), percentile(typed.keyToFrame, 0.95), percentile(typed.keyToFrame, 1),
+                int(typed.keyToFrame.size()), percentile(reference.keyToFrame, 0.5),
+                percentile(reference.keyToFrame, 0.95), percentile(reference.keyToFrame, 1),
+                percentile(typed.keyToFrame, 0.95) / std::max(0.1, percentile(reference.keyToFrame, 0.95)));
+    const double frame = percentile(reference.keyToFrame, 0.5);
+    std::printf("typing: last key to results on screen p50 %.0f ms, p95 %.0f ms, max %.0f ms (%d requests); "
+                "debounce %.0f ms + engine p95 %.1f ms + one frame %.1f ms = %.0f ms (goal: within the debounce and a frame)\n",
+                percentile(typed.toResults, 0.5), percentile(typed.toResults, 0.95), percentile(typed.toResults, 1),
+                int(typed.toResults.size()), debounce, percentile(engineMs, 0.95), frame,
+                debounce + percentile(engineMs, 0.95) + frame);
+    return typed.toResults.size() == qsizetype(std::size(typedRequests)) ? 0 : 1;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -265,7 +410,14 @@ int main(int argc, char **argv)
     };
     QGuiApplication application(argc, argv);
     QQuickStyle::setStyle(QStringLiteral("Basic"));
+    const qsizetype libraryAt = arguments.indexOf("--search-library");
+    const QString searchLibrary = libraryAt >= 0 && libraryAt + 1 < arguments.size()
+                                      ? arguments.at(libraryAt + 1)
+                                      : QDir::tempPath() + QStringLiteral("/larder-bench-search.sqlite");
+    if (arguments.contains("--typing-only"))
+        return typeSearches(searchLibrary);
     const int grid = scrollGrid(option("--files", 100000));
     const int started = launch(option("--launch-files", 200000));
-    return grid || started;
+    const int typed = typeSearches(searchLibrary);
+    return grid || started || typed;
 }

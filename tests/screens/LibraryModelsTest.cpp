@@ -5,6 +5,8 @@
 #include "screens/LibraryBrowserModel.h"
 #include "screens/LibraryModel.h"
 #include "screens/Symbols.h"
+#include "search/FilterChips.h"
+#include "tidy/CleanupRules.h"
 #include "support/LibraryBuilder.h"
 #include "support/RecordFixtures.h"
 #include "support/TestEnvironment.h"
@@ -230,6 +232,19 @@ TEST(Symbols, EverySymbolTheWindowShowsHasAGlyph)
         symbols.append(SidebarItem(SidebarItem::Case(item)).symbol());
     for (const KnownSource &source : KnownSource::all())
         symbols.append(source.symbol);
+    // Every facet's chip, and every clean-up category.
+    SearchQuery query;
+    query.filter.kinds = {FileKind::image};
+    query.filter.extensions = {"pdf"};
+    query.filter.screenshotsOnly = true;
+    query.filter.dateFrom = 1.7e9;
+    query.filter.minSize = 1;
+    query.filter.maxSize = 2;
+    query.filter.sources = {"gmail"};
+    for (const FilterChip &chip : filterChips(query))
+        symbols.append(chip.symbol);
+    for (const CleanupCategory::Kind kind : CleanupCategory::allKinds())
+        symbols.append(CleanupCategory::symbol(kind));
     symbols << "globe" << "checkmark.circle.fill" << "trash" << "sidebar.trailing" << "square.grid.2x2" << "list.bullet";
     for (const QString &symbol : symbols)
         EXPECT_TRUE(Symbols::knows(symbol)) << symbol.toStdString();

@@ -158,19 +158,20 @@ Item {
             }
         }
 
-        // The results.
-        Flickable {
+        // The results: Claude's picks in the header, then the other results,
+        // of which only the rows on screen are made.
+        ListView {
             id: results
             objectName: "searchResults"
             Layout.fillWidth: true
             Layout.fillHeight: true
             visible: screen.hasText && !screen.nothingFound
-            contentHeight: resultColumn.implicitHeight
             clip: true
+            spacing: 2
             boundsBehavior: Flickable.StopAtBounds
             ScrollBar.vertical: ScrollBar {}
-            ColumnLayout {
-                id: resultColumn
+            model: searchResults.others
+            header: ColumnLayout {
                 width: results.width - 12
                 spacing: 2
                 RowLayout {
@@ -213,21 +214,18 @@ Item {
                     font.pixelSize: Theme.headingSize
                     font.weight: Font.DemiBold
                 }
-                Repeater {
-                    model: searchResults.others
-                    FileResultRow {
-                        required property var modelData
-                        required property int index
-                        objectName: "otherResult:" + index
-                        Layout.fillWidth: true
-                        file: modelData
-                        snippet: modelData.snippet
-                        reason: modelData.reason
-                        isSelected: modelData.fileID === screen.selectedID
-                        onPressed: screen.choose(modelData)
-                        onActivated: app.previewFile(modelData.record, searchResults.allRecords())
-                    }
-                }
+            }
+            delegate: FileResultRow {
+                required property var modelData
+                required property int index
+                objectName: "otherResult:" + index
+                width: results.width - 12
+                file: modelData
+                snippet: modelData.snippet
+                reason: modelData.reason
+                isSelected: modelData.fileID === screen.selectedID
+                onPressed: screen.choose(modelData)
+                onActivated: app.previewFile(modelData.record, searchResults.allRecords())
             }
         }
 
