@@ -17,7 +17,7 @@ QHash<int, QByteArray> roleNames()
         {NameRole, "name"},
         {PathRole, "path"},
         {KindRole, "kind"},
-        {KindTitleRole, "kindTitle"},
+        {KindWordRole, "kindWord"},
         {SymbolRole, "symbol"},
         {TintRole, "tint"},
         {SizeRole, "size"},
@@ -50,8 +50,8 @@ QVariant data(const FileRecord &record, int role)
         return record.path;
     case KindRole:
         return fileKindRawValue(record.kind);
-    case KindTitleRole:
-        return SidebarItem::ofKind(record.kind).title();
+    case KindWordRole:
+        return fileKindWord(record.kind);
     case SymbolRole:
         return SidebarItem::ofKind(record.kind).symbol();
     case TintRole:

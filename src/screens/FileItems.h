@@ -14,7 +14,7 @@ enum Role {
     NameRole,
     PathRole,
     KindRole, // the kind's raw value
-    KindTitleRole, // "Documents"
+    KindWordRole, // "Document"
     SymbolRole, // the kind's symbol
     TintRole,
     SizeRole,

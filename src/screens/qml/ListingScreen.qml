@@ -199,7 +199,7 @@ Item {
                         anchors.fill: parent
                         symbol: model.symbol
                         tint: model.tint
-                        cells: [model.name, model.kindTitle, model.sizeText, model.modifiedText, model.source]
+                        cells: [model.name, model.kindWord, model.sizeText, model.modifiedText, model.source]
                     }
                     MouseArea {
                         anchors.fill: parent
