@@ -23,6 +23,8 @@ public:
     // usable term, the same browse as search(). Throws what the store throws.
     QList<FileHit> searchBroad(const SearchQuery &query, int limit) const;
 
+    IndexStore &store() const { return m_store; }
+
 private:
     QList<FileHit> browse(const FileFilter &filter, int limit) const;
 

@@ -5,6 +5,7 @@
 #include "search/ClaudeSearch.h"
 #include "search/LocalQueryParser.h"
 #include "search/SearchEngine.h"
+#include "search/SpellingSuggester.h"
 
 #include <QVariantMap>
 
@@ -101,6 +102,7 @@ void SearchModel::textEdited()
     m_claudeDelay->cancel();
     setRanked({});
     setAiAnswered(false);
+    setSuggestion({});
 
     const QString trimmed = _text.trimmed();
     if (trimmed.isEmpty()) {
@@ -141,16 +143,24 @@ void SearchModel::runLocalSearch(const SearchQuery &query)
         Tasks::Priority::UserInitiated,
         [this, engine, query](const CancellationToken &token) {
             QList<FileHit> hits;
+            QString suggestion;
             // The local path never fails visibly: a store error shows as no results.
             try {
                 hits = engine->search(query, resultLimit);
+                // Nothing found: perhaps a word was misspelt.
+                if (hits.isEmpty() && !query.keywords.isEmpty() && !token.isCancelled()) {
+                    if (const auto other = SpellingSuggester(engine->store()).suggestion(query))
+                        suggestion = other->raw;
+                }
             } catch (const std::exception &) {
             }
             if (token.isCancelled())
                 return;
-            Tasks::deliver(this, token, [this, hits] {
-                if (!_aiAnswered)
+            Tasks::deliver(this, token, [this, hits, suggestion] {
+                if (!_aiAnswered) {
                     setResults(hits);
+                    setSuggestion(suggestion);
+                }
                 if (_phase == Phase::searching)
                     setPhase(Phase::done);
             });
@@ -335,4 +345,12 @@ void SearchModel::setAiAnswered(bool answered)
         return;
     _aiAnswered = answered;
     Q_EMIT aiAnsweredChanged();
+}
+
+void SearchModel::setSuggestion(const QString &suggestion)
+{
+    if (_suggestion == suggestion)
+        return;
+    _suggestion = suggestion;
+    Q_EMIT suggestionChanged();
 }

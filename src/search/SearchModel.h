@@ -33,6 +33,9 @@ class SearchModel : public QObject
     Q_PROPERTY(Phase phase READ phase NOTIFY phaseChanged)
     Q_PROPERTY(QString failureText READ failureText NOTIFY phaseChanged)
     Q_PROPERTY(bool aiAnswered READ aiAnswered NOTIFY aiAnsweredChanged)
+    // What a request that found nothing may have meant, in the library's
+    // own words; empty otherwise.
+    Q_PROPERTY(QString suggestion READ suggestion NOTIFY suggestionChanged)
 
 public:
     enum class Phase { idle, searching, understanding, ranking, done, failed };
@@ -66,6 +69,7 @@ public:
     // The failure's text while the phase is failed.
     QString failureText() const { return _failureText; }
     bool aiAnswered() const { return _aiAnswered; }
+    QString suggestion() const { return _suggestion; }
 
     // How the query in force was understood.
     QList<FilterChip> chips() const { return filterChips(_query); }
@@ -87,6 +91,7 @@ Q_SIGNALS:
     void rankedChanged();
     void phaseChanged();
     void aiAnsweredChanged();
+    void suggestionChanged();
 
 private:
     struct ClaudeStep;
@@ -103,6 +108,7 @@ private:
     void setResults(const QList<FileHit> &results);
     void setRanked(const QList<FileHit> &ranked);
     void setPhase(Phase phase, const QString &failureText = QString());
+    void setSuggestion(const QString &suggestion);
     void setAiAnswered(bool answered);
 
     QString _text;
@@ -111,6 +117,7 @@ private:
     QList<FileHit> _ranked;
     Phase _phase = Phase::idle;
     QString _failureText;
+    QString _suggestion;
     bool _aiAnswered = false;
 
     const SearchEngine &m_engine;

@@ -270,6 +270,17 @@ TEST_F(WindowTest, SearchScreenAndDownloadedFrom)
     EXPECT_FALSE(shown.join('\n').contains("⟦")) << shown.join('\n').toStdString();
     capture("41-search-snippet");
 
+    // A misspelt word finds nothing; the library's own word is one press away.
+    typeSearch("lentls");
+    ASSERT_TRUE(settled());
+    ASSERT_TRUE(waitUntil([&] { return item("searchSuggestion")->isVisible(); }));
+    EXPECT_EQ(item("searchSuggestion")->property("text").toString(), "Did you mean “lentils”?");
+    capture("48-search-did-you-mean");
+    click("searchSuggestion");
+    EXPECT_EQ(search->text(), "lentils");
+    ASSERT_TRUE(waitUntil([&] { return hitNames("others") == QStringList{"Shopping list.txt"}; }));
+    EXPECT_FALSE(item("searchSuggestion")->isVisible());
+
     // Without a key, nothing found points to Settings.
     typeSearch("zebra crossing");
     ASSERT_TRUE(settled());

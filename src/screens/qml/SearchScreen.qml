@@ -235,6 +235,7 @@ Item {
             Layout.fillHeight: true
             visible: screen.nothingFound
             EmptyStateView {
+                id: nothingFound
                 objectName: "searchNothingFound"
                 anchors.centerIn: parent
                 width: Math.min(parent.width - 40, 480)
@@ -242,6 +243,17 @@ Item {
                 title: "No matches for “" + screen.search.text.trim() + "”"
                 message: app.hasAPIKey ? "Try describing what's inside the file, or remove a filter."
                                        : "Try other words, or add a Claude API key in Settings for smarter search."
+            }
+            // A misspelt word: the library's own word, one press away.
+            StyledButton {
+                objectName: "searchSuggestion"
+                visible: screen.search.suggestion.length > 0
+                anchors.top: nothingFound.bottom
+                anchors.topMargin: 12
+                anchors.horizontalCenter: parent.horizontalCenter
+                bordered: true
+                text: "Did you mean “" + screen.search.suggestion + "”?"
+                onClicked: screen.search.text = screen.search.suggestion
             }
         }
 
