@@ -4,6 +4,7 @@
 #include "WindowFixture.h"
 
 #include "screens/LibraryModel.h"
+#include "core/Format.h"
 #include "search/SearchModel.h"
 #include "store/IndexStore.h"
 #include "support/FakeClaudeServer.h"
@@ -26,6 +27,17 @@ TEST_F(WindowTest, SidebarRowsRouteTheDetailArea)
     EXPECT_EQ(screen(), "home");
     EXPECT_TRUE(item("homeSubtitle")->property("text").toString().endsWith("files across your computer"));
     capture("01-home");
+    // Each kind's tile and the storage total say what the store counts.
+    qint64 totalBytes = 0;
+    for (const KindStat &stat : m_model->store().stats().kinds()) {
+        QQuickItem *count = item("categoryCount:kind:" + fileKindRawValue(stat.kind));
+        ASSERT_NE(count, nullptr) << fileKindRawValue(stat.kind).toStdString();
+        const QString expected = stat.count == 0 ? QStringLiteral("No files yet")
+                                                 : QStringLiteral("%1 item%2 · %3").arg(stat.count).arg(stat.count == 1 ? "" : "s").arg(Format::byteCount(stat.bytes));
+        EXPECT_EQ(count->property("text").toString(), expected);
+        totalBytes += stat.bytes;
+    }
+    EXPECT_EQ(item("storageTotal")->property("text").toString(), Format::byteCount(totalBytes) + " indexed");
 
     // Each row, the screen it routes to, and what the listing counts.
     const struct
@@ -186,6 +198,16 @@ TEST_F(WindowTest, DarkSchemeAndALibraryThatCannotOpen)
     capture("30-home-dark");
     click("sidebar:kind:image");
     capture("31-images-dark");
+    m_model->setShowInspector(true);
+    QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier, item("fileGrid")->mapToScene(QPointF(60, 60)).toPoint());
+    capture("33-inspector-dark");
+    m_model->setSelectionKey("sources");
+    ASSERT_TRUE(waitUntil([&] { return item("sourceTile:gmail") != nullptr; }));
+    capture("34-downloaded-from-dark");
+    press(Qt::Key_F);
+    typeSearch("lease");
+    ASSERT_TRUE(waitUntil([&] { return !hitNames("others").isEmpty(); }));
+    capture("35-search-dark");
     m_shell.reset();
     m_model.reset();
     qunsetenv("LARDER_COLOR_SCHEME");

@@ -175,6 +175,7 @@ Flickable {
                                 font.weight: Font.DemiBold
                             }
                             Text {
+                                objectName: "categoryCount:" + modelData.key
                                 Layout.fillWidth: true
                                 text: modelData.count > 0 ? home.plural(modelData.count, "item") + " · " + modelData.bytesText : "No files yet"
                                 color: Theme.secondaryText

@@ -42,7 +42,7 @@ Rectangle {
                 font.family: Theme.fontFamily
                 font.pixelSize: Theme.headingSize
                 font.weight: Font.DemiBold
-                wrapMode: Text.WrapAnywhere
+                wrapMode: Text.WrapAtWordBoundaryOrAnywhere
                 horizontalAlignment: Text.AlignHCenter
             }
             Text {
