@@ -9,6 +9,9 @@
 // WER (goal: at most 15 %), RTF (goal: at most 0.3 with guesses), the time a
 // final result takes once its closing pause has arrived (goal: at most
 // 0.5 s), and the peak memory of the process (goal: under 300 MB).
+//
+//   bench_transcription [--finals-only]   (the word error rate of final
+//                                           results alone, without the reference)
 #include "meetings/SpeechStream.h"
 #include "meetings/StreamTranscriber.h"
 #include "support/SpeechFixtures.h"
@@ -177,6 +180,7 @@ double peakMemoryMB()
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
+    const bool finalsOnlyRun = app.arguments().contains(QStringLiteral("--finals-only"));
     std::shared_ptr<const SpeechEngine> engine;
     try {
         engine = StreamTranscriber::prepareModel();
@@ -212,11 +216,11 @@ int main(int argc, char **argv)
     }
     const double audioSeconds = double(audio.size()) / SpeechEngine::sampleRate;
 
-    const Run withGuesses = transcribe(*engine, audio, sentenceList, 0.5);
     const Run finalsOnly = transcribe(*engine, audio, sentenceList, 1e9);
+    const Run withGuesses = finalsOnlyRun ? finalsOnly : transcribe(*engine, audio, sentenceList, 0.5);
 
     // The reference, one process per sentence, as a shell loop would run it.
-    const bool haveReference = !QStandardPaths::findExecutable(QStringLiteral("pocketsphinx_continuous")).isEmpty();
+    const bool haveReference = !finalsOnlyRun && !QStandardPaths::findExecutable(QStringLiteral("pocketsphinx_continuous")).isEmpty();
     std::vector<QString> referenceHeard(sentenceList.size());
     double referenceSeconds = 0;
     if (haveReference) {
@@ -256,7 +260,8 @@ int main(int argc, char **argv)
         return run.finalDelays[run.finalDelays.size() / 2];
     };
     std::printf("\n%zu sentences, %d words, %.1f s of audio\n", sentenceList.size(), words, audioSeconds);
-    std::printf("with guesses every 0.5 s: WER %.1f %%, RTF %.3f (%d guesses), final result after its pause: median %.3f s, max %.3f s\n",
+    if (!finalsOnlyRun)
+        std::printf("with guesses every 0.5 s: WER %.1f %%, RTF %.3f (%d guesses), final result after its pause: median %.3f s, max %.3f s\n",
                 100.0 * errorsGuessed / words, withGuesses.seconds / audioSeconds, withGuesses.guesses,
                 medianDelay(withGuesses), maxDelay(withGuesses));
     std::printf("final results only:       WER %.1f %%, RTF %.3f\n", 100.0 * errorsFinal / words,
@@ -264,7 +269,7 @@ int main(int argc, char **argv)
     if (haveReference)
         std::printf("pocketsphinx_continuous:  WER %.1f %%, RTF %.3f; Larder's RTF with guesses is %.2f times its RTF\n",
                     100.0 * errorsReference / words, referenceSeconds / audioSeconds, withGuesses.seconds / referenceSeconds);
-    else
+    else if (!finalsOnlyRun)
         std::printf("pocketsphinx_continuous is not installed: no reference\n");
     std::printf("peak memory: %.0f MB\n", peakMemoryMB());
     return 0;

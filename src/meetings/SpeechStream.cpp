@@ -122,7 +122,7 @@ void SpeechStream::report(bool isFinal, int64_t endSample)
 {
     QString text;
     try {
-        text = m_engine.transcribe(m_utterance);
+        text = m_engine.transcribe(m_utterance, isFinal ? SpeechEngine::Decoding::thorough : SpeechEngine::Decoding::quick);
     } catch (const SpeechEngineError &) {
         // A failed decode loses this utterance's text only.
     }

@@ -25,6 +25,9 @@ constexpr int64_t endToken = 2;
 // runs past twice that is repeating itself.
 constexpr double tokensPerSecond = 8.0;
 constexpr int minimumTokens = 6;
+// Beams of a thorough decode: on the benchmark's speech two mend as many
+// errors as eight, at a quarter of the cost.
+constexpr int thoroughBeams = 2;
 
 // The detector looks at each window together with the 64 samples before it.
 constexpr int detectorContext = 64;
@@ -167,7 +170,7 @@ std::unique_ptr<VoiceDetector> MoonshineEngine::makeVoiceDetector() const
     return std::make_unique<SileroDetector>(m->runtime, m->detector);
 }
 
-QString MoonshineEngine::transcribe(std::span<const float> utterance) const
+QString MoonshineEngine::transcribe(std::span<const float> utterance, Decoding decoding) const
 {
     // The encoder needs a little audio to work on.
     if (utterance.size() < size_t(SpeechEngine::sampleRate / 10))
@@ -177,40 +180,95 @@ QString MoonshineEngine::transcribe(std::span<const float> utterance) const
     std::vector<OnnxValue> encoded = m->encoder.run({{"input_values", audio.get()}});
     const OnnxValue &hidden = encoded.front();
 
-    // Greedy decoding, one token a step, keeping the attention caches of the
-    // steps before.
-    std::vector<OnnxValue> past;
+    // Beam search, one token a step for each beam, each beam keeping the
+    // attention caches of its steps before (shared with the beams it forked
+    // from: a step never changes a cache, it makes new ones).
+    using Past = std::vector<std::shared_ptr<OnnxValue>>;
+    struct Beam
+    {
+        std::vector<int64_t> tokens;
+        double score = 0; // log probability
+        Past past;
+    };
+    const int width = decoding == Decoding::thorough ? thoroughBeams : 1;
+    Past empty;
     for (size_t i = 0; i < m->cache.size(); ++i)
-        past.push_back(runtime.allocate({1, m->heads, 0, m->headSize}, ONNX_TENSOR_ELEMENT_DATA_TYPE_FLOAT));
+        empty.push_back(std::make_shared<OnnxValue>(
+            runtime.allocate({1, m->heads, 0, m->headSize}, ONNX_TENSOR_ELEMENT_DATA_TYPE_FLOAT)));
     const double seconds = double(utterance.size()) / SpeechEngine::sampleRate;
     const int limit = std::max(minimumTokens, int(std::ceil(seconds * tokensPerSecond)));
-    std::vector<int64_t> tokens;
-    int64_t last = startToken;
-    for (int step = 0; step < limit; ++step) {
-        bool useCache = step > 0;
-        OnnxValue ids = runtime.wrap(std::span<int64_t>(&last, 1), {1, 1});
-        OnnxValue cacheFlag = runtime.wrap(std::span<bool>(&useCache, 1), {1});
-        std::vector<std::pair<const char *, const OrtValue *>> inputs{{"input_ids", ids.get()},
-                                                                      {"encoder_hidden_states", hidden.get()}};
-        for (size_t i = 0; i < m->cache.size(); ++i)
-            inputs.emplace_back(m->cache[i].input.c_str(), past[i].get());
-        inputs.emplace_back("use_cache_branch", cacheFlag.get());
-        std::vector<OnnxValue> out = m->decoder.run(inputs);
+    std::vector<Beam> beams{Beam{{}, 0, empty}};
+    std::vector<Beam> finished;
+    // Longer transcripts gather more negative log probability: compare by
+    // the mean per token.
+    const auto normalised = [](const Beam &beam) { return beam.score / double(beam.tokens.size() + 1); };
+    for (int step = 0; step < limit && !beams.empty() && int(finished.size()) < width; ++step) {
+        struct Candidate
+        {
+            size_t beam;
+            int64_t token;
+            double score;
+            std::shared_ptr<Past> past;
+        };
+        std::vector<Candidate> candidates;
+        for (size_t b = 0; b < beams.size(); ++b) {
+            Beam &beam = beams[b];
+            int64_t last = beam.tokens.empty() ? startToken : beam.tokens.back();
+            bool useCache = step > 0;
+            OnnxValue ids = runtime.wrap(std::span<int64_t>(&last, 1), {1, 1});
+            OnnxValue cacheFlag = runtime.wrap(std::span<bool>(&useCache, 1), {1});
+            std::vector<std::pair<const char *, const OrtValue *>> inputs{{"input_ids", ids.get()},
+                                                                          {"encoder_hidden_states", hidden.get()}};
+            for (size_t i = 0; i < m->cache.size(); ++i)
+                inputs.emplace_back(m->cache[i].input.c_str(), beam.past[i]->get());
+            inputs.emplace_back("use_cache_branch", cacheFlag.get());
+            std::vector<OnnxValue> out = m->decoder.run(inputs);
 
-        const std::vector<int64_t> shape = out.front().shape();
-        const int64_t vocabulary = shape.empty() ? 0 : shape.back();
-        if (vocabulary <= 0)
-            break;
-        const float *logits = out.front().data<float>();
-        const int64_t next = std::max_element(logits, logits + vocabulary) - logits;
-        if (next == endToken)
-            break;
-        tokens.push_back(next);
-        last = next;
-        for (size_t i = 0; i < m->cache.size(); ++i) {
-            if (step == 0 || !m->cache[i].fromEncoder)
-                past[i] = std::move(out[m->cache[i].output]);
+            const std::vector<int64_t> shape = out.front().shape();
+            const int64_t vocabulary = shape.empty() ? 0 : shape.back();
+            if (vocabulary <= 0)
+                continue;
+            const float *logits = out.front().data<float>();
+            const float top = *std::max_element(logits, logits + vocabulary);
+            double sum = 0;
+            for (int64_t t = 0; t < vocabulary; ++t)
+                sum += std::exp(double(logits[t] - top));
+            const double logSum = double(top) + std::log(sum);
+            std::vector<int64_t> order(static_cast<size_t>(vocabulary));
+            for (int64_t t = 0; t < vocabulary; ++t)
+                order[size_t(t)] = t;
+            const auto best = order.begin() + std::min<int64_t>(width, vocabulary);
+            std::partial_sort(order.begin(), best, order.end(), [&](int64_t x, int64_t y) { return logits[x] > logits[y]; });
+            auto next = std::make_shared<Past>(beam.past);
+            for (size_t i = 0; i < m->cache.size(); ++i) {
+                if (step == 0 || !m->cache[i].fromEncoder)
+                    (*next)[i] = std::make_shared<OnnxValue>(std::move(out[m->cache[i].output]));
+            }
+            for (auto t = order.begin(); t != best; ++t)
+                candidates.push_back({b, *t, beam.score + double(logits[*t]) - logSum, next});
         }
+        std::sort(candidates.begin(), candidates.end(), [](const Candidate &x, const Candidate &y) { return x.score > y.score; });
+        std::vector<Beam> alive;
+        for (const Candidate &candidate : candidates) {
+            if (int(alive.size()) >= width)
+                break;
+            Beam grown{beams[candidate.beam].tokens, candidate.score, *candidate.past};
+            if (candidate.token == endToken) {
+                finished.push_back(std::move(grown));
+                continue;
+            }
+            grown.tokens.push_back(candidate.token);
+            alive.push_back(std::move(grown));
+        }
+        beams = std::move(alive);
     }
+    // A decode cut at its limit counts as finished where it stands.
+    for (Beam &beam : beams)
+        finished.push_back(std::move(beam));
+    if (finished.empty())
+        return {};
+    const Beam &chosen = *std::max_element(finished.begin(), finished.end(),
+                                           [&](const Beam &x, const Beam &y) { return normalised(x) < normalised(y); });
+    const std::vector<int64_t> &tokens = chosen.tokens;
     return m->vocabulary.text(tokens);
 }

@@ -40,7 +40,12 @@ public:
 
     virtual ~SpeechEngine() = default;
     virtual std::unique_ptr<VoiceDetector> makeVoiceDetector() const = 0;
+    // How hard a decode tries: a running guess is decoded quickly, again and
+    // again while speech goes on; the final text of an utterance, once, with
+    // more care.
+    enum class Decoding { quick, thorough };
+
     // The words of one utterance, trimmed; may be empty. Safe to call from
     // several threads at once, one utterance each. Throws SpeechEngineError.
-    virtual QString transcribe(std::span<const float> utterance) const = 0;
+    virtual QString transcribe(std::span<const float> utterance, Decoding decoding = Decoding::thorough) const = 0;
 };
