@@ -4,6 +4,8 @@
 #include "screens/FileItems.h"
 #include "screens/LibraryModel.h"
 
+#include <QDir>
+
 CleanupSelection::CleanupSelection(const LibraryModel &library, QObject *parent)
     : QObject(parent)
     , m_library(library)
@@ -40,6 +42,7 @@ QVariantList CleanupSelection::files(const QString &kind) const
     for (const FileRecord &file : categoryFiles(kind)) {
         QVariantMap item = FileItems::map(file);
         item.insert(QStringLiteral("checked"), !isDeselected(file.id));
+        item.insert(QStringLiteral("where"), Format::folderOf(file.path, QDir::homePath()));
         items.append(item);
     }
     return items;

@@ -157,6 +157,10 @@ TEST_F(TidyScreensTest, DuplicatesFoundKeptByChoiceAndTheRestMovedToTheTrash)
     ASSERT_TRUE(waitUntil([&] { return groupAt(duplicates, 1).value("skipped").toBool(); }));
     EXPECT_EQ(item("duplicatesSelected")->property("text").toString(), "2 files selected");
     capture("82-duplicates-identical");
+    window()->resize(window()->minimumSize());
+    capture("82-duplicates-identical-smallest");
+    window()->resize(1240, 800);
+    ASSERT_TRUE(waitUntil([&] { return item("trashDuplicates")->mapToScene({0, 0}).x() > 1000; }));
 
     // The other list holds the photo and its edit.
     click("mode:similar");
@@ -278,6 +282,10 @@ TEST_F(TidyScreensTest, CleanupMovesTheCheckedFilesAndKeepsWhatWasTakenOut)
     clickOn(within("installers", "cleanupFile:1"));
     ASSERT_TRUE(waitUntil([&] { return textOf("installers", "cleanupSelected") == "2 items selected"; }));
     capture("88-cleanup-opened");
+    window()->resize(window()->minimumSize());
+    capture("88-cleanup-opened-smallest");
+    window()->resize(1240, 800);
+    ASSERT_TRUE(waitUntil([&] { return item("refreshCleanup")->mapToScene({0, 0}).x() > 1000; }));
 
     clickOn(within("installers", "trashCategory"));
     auto *dialog = item("cleanupScreen")->findChild<QObject *>("trashCleanupDialog");

@@ -156,7 +156,7 @@ Rectangle {
                             }
                             Text {
                                 Layout.fillWidth: true
-                                text: row.modelData.folder
+                                text: row.modelData.where
                                 color: Theme.tertiaryText
                                 font.family: Theme.fontFamily
                                 font.pixelSize: Theme.captionSize
