@@ -14,6 +14,7 @@
 #include "search/SearchModel.h"
 #include "store/IndexStore.h"
 #include "store/LibraryLock.h"
+#include "tidy/DuplicatesModel.h"
 #include "tidy/FileActions.h"
 
 #include <QDesktopServices>
@@ -55,6 +56,7 @@ AppModel::AppModel(AppSettings &settings, QObject *parent)
     m_search = std::make_unique<SearchModel>(*m_engine, *m_claude, m_settings, [this] { return _hasAPIKey; });
     m_ask = std::make_unique<AskModel>(std::make_unique<AskAgent>(
         *m_claude, [this] { return m_settings.smartModel(); }, *m_store, *m_meetingStore));
+    m_duplicates = std::make_unique<DuplicatesModel>(*m_store);
     connect(m_ask.get(), &AskModel::citationOpened, this, [this](const Citation &citation) { open(citation); });
 
     _showOnboarding = !m_settings.onboardingComplete() && !isRunningTests();
@@ -281,11 +283,16 @@ void AppModel::copyText(const FileRecord &record)
 
 qint64 AppModel::trash(const QList<FileRecord> &records)
 {
-    const FileActions::TrashOutcome outcome = fileActions().trash(records);
+    return moveToTrash(records).moved;
+}
+
+FileActions::TrashOutcome AppModel::moveToTrash(const QList<FileRecord> &records)
+{
+    FileActions::TrashOutcome outcome = fileActions().trash(records);
     setToast(outcome.toast);
     if (_inspectedFile && outcome.movedPaths.contains(_inspectedFile->path))
         setInspectedFile(std::nullopt);
-    return outcome.moved;
+    return outcome;
 }
 
 void AppModel::reveal(const QList<FileRecord> &records)

@@ -7,6 +7,7 @@
 #include "core/AppSettings.h"
 #include "indexing/IndexingStatus.h"
 #include "store/FileRecord.h"
+#include "tidy/FileActions.h"
 
 #include <QList>
 #include <QObject>
@@ -21,7 +22,7 @@
 
 class AskModel;
 class ClaudeClient;
-class FileActions;
+class DuplicatesModel;
 class IndexStore;
 class Indexer;
 class LibraryLock;
@@ -71,6 +72,8 @@ public:
     ClaudeClient &claude() const { return *m_claude; }
     SearchModel *search() const { return m_search.get(); }
     AskModel *ask() const { return m_ask.get(); }
+    // The duplicates scan and the user's choices in it, for the session.
+    DuplicatesModel *duplicates() const { return m_duplicates.get(); }
 
     // "LarderDatabase" when it is set and not empty, else the default location.
     QUrl databaseURL() const;
@@ -152,6 +155,8 @@ public:
     // Moves the files to the Trash, says how it went in the toast, and
     // returns how many files moved.
     qint64 trash(const QList<FileRecord> &records);
+    // The same, with what moved, for a list that drops the moved files.
+    FileActions::TrashOutcome moveToTrash(const QList<FileRecord> &records);
     void reveal(const QList<FileRecord> &records);
     void copyFiles(const QList<FileRecord> &records);
     void copyPaths(const QList<FileRecord> &records);
@@ -216,6 +221,7 @@ private:
     // Last, since they use everything above until they end.
     std::unique_ptr<SearchModel> m_search;
     std::unique_ptr<AskModel> m_ask;
+    std::unique_ptr<DuplicatesModel> m_duplicates;
     std::optional<QString> m_libraryFailure;
     bool m_launched = false;
     // Clears the toast when it has stood its time.

@@ -2,6 +2,7 @@
 
 #include <QRegularExpression>
 
+#include <algorithm>
 #include <cmath>
 
 namespace Format {
@@ -88,6 +89,26 @@ QString completeDate(const QDateTime &time, const QLocale &locale)
 QString shortTime(const QDateTime &time, const QLocale &locale)
 {
     return locale.toString(time.time(), QLocale::ShortFormat);
+}
+
+QString relativeTime(const QDateTime &time, const QDateTime &now, const QLocale &locale)
+{
+    const qint64 seconds = std::max<qint64>(0, time.secsTo(now));
+    const auto ago = [](qint64 count, const char *unit) {
+        return QStringLiteral("%1 %2%3 ago").arg(count).arg(QLatin1String(unit), count == 1 ? QString() : QStringLiteral("s"));
+    };
+    if (seconds < 60)
+        return QStringLiteral("just now");
+    if (seconds < 3600)
+        return ago(seconds / 60, "minute");
+    if (seconds < 86400)
+        return ago(seconds / 3600, "hour");
+    const qint64 days = seconds / 86400;
+    if (days == 1)
+        return QStringLiteral("yesterday");
+    if (days < 7)
+        return ago(days, "day");
+    return date(time, locale);
 }
 
 QString folderOf(const QString &filePath, const QString &home)

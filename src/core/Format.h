@@ -35,6 +35,12 @@ QString completeDate(const QDateTime &time, const QLocale &locale = Format::loca
 // The time in the locale's short style: "4:38 AM", "04:38".
 QString shortTime(const QDateTime &time, const QLocale &locale = Format::locale());
 
+// How long ago a moment was, in words: "just now" under a minute, then
+// "5 minutes ago", "1 hour ago", "yesterday", "3 days ago", and the date
+// itself after a week.
+QString relativeTime(const QDateTime &time, const QDateTime &now = QDateTime::currentDateTime(),
+                     const QLocale &locale = Format::locale());
+
 // The folder that holds a file, the home folder shown as "~":
 // "/home/ada/Documents/a.pdf" -> "~/Documents".
 QString folderOf(const QString &filePath, const QString &home);

@@ -1,6 +1,8 @@
 #include "screens/Shell.h"
 
 #include "app/AppModel.h"
+#include "screens/CleanupSelection.h"
+#include "screens/DuplicateResults.h"
 #include "screens/FileItems.h"
 #include "screens/Greeting.h"
 #include "screens/InspectorFacts.h"
@@ -32,6 +34,8 @@ Shell::Shell(AppModel &app, QObject *parent)
     , m_app(app)
     , m_library(std::make_unique<LibraryModel>(app.store()))
     , m_searchResults(std::make_unique<SearchResults>(*app.search()))
+    , m_duplicates(std::make_unique<DuplicateResults>(app))
+    , m_cleanupSelection(std::make_unique<CleanupSelection>(*m_library))
     , m_engine(std::make_unique<QQmlApplicationEngine>())
 {
     // The overview follows the library: a burst of changes reloads it once,
@@ -53,6 +57,8 @@ Shell::Shell(AppModel &app, QObject *parent)
     context->setContextProperty(QStringLiteral("library"), m_library.get());
     context->setContextProperty(QStringLiteral("searchResults"), m_searchResults.get());
     context->setContextProperty(QStringLiteral("inspectorFacts"), new InspectorFacts(m_app, this));
+    context->setContextProperty(QStringLiteral("duplicates"), m_duplicates.get());
+    context->setContextProperty(QStringLiteral("cleanupSelection"), m_cleanupSelection.get());
     context->setContextProperty(QStringLiteral("shell"), this);
     context->setContextProperty(QStringLiteral("symbols"), new Symbols(this));
 }

@@ -12,6 +12,8 @@
 #include <memory>
 
 class AppModel;
+class CleanupSelection;
+class DuplicateResults;
 class LibraryModel;
 class LibraryBrowserModel;
 class SearchResults;
@@ -40,6 +42,8 @@ public:
     bool show();
 
     LibraryModel *library() const { return m_library.get(); }
+    DuplicateResults *duplicates() const { return m_duplicates.get(); }
+    CleanupSelection *cleanupSelection() const { return m_cleanupSelection.get(); }
     QQuickWindow *window() const;
     QQmlApplicationEngine &engine() const { return *m_engine; }
     // Null where the desktop has no tray, or without a widget application.
@@ -84,6 +88,8 @@ private:
     AppModel &m_app;
     std::unique_ptr<LibraryModel> m_library;
     std::unique_ptr<SearchResults> m_searchResults;
+    std::unique_ptr<DuplicateResults> m_duplicates;
+    std::unique_ptr<CleanupSelection> m_cleanupSelection;
     std::unique_ptr<QQmlApplicationEngine> m_engine;
     std::unique_ptr<QMenu> m_trayMenu;
     std::unique_ptr<QSystemTrayIcon> m_tray;

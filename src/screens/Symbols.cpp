@@ -40,6 +40,12 @@ const QHash<QString, QString> &table()
         {QStringLiteral("doc.fill"), QStringLiteral("insert_drive_file")},
         // Commands and shared components
         {QStringLiteral("checkmark.circle.fill"), QStringLiteral("check_circle")},
+        {QStringLiteral("checkmark.square.fill"), QStringLiteral("check_box")},
+        {QStringLiteral("square"), QStringLiteral("check_box_outline_blank")},
+        {QStringLiteral("minus.square.fill"), QStringLiteral("indeterminate_check_box")},
+        {QStringLiteral("shippingbox"), QStringLiteral("inventory")},
+        {QStringLiteral("film.stack"), QStringLiteral("video_library")},
+        {QStringLiteral("square.grid.3x3"), QStringLiteral("apps")},
         {QStringLiteral("checkmark.seal.fill"), QStringLiteral("verified")},
         {QStringLiteral("checkmark.seal"), QStringLiteral("verified")},
         {QStringLiteral("xmark"), QStringLiteral("close")},

@@ -32,6 +32,20 @@ TEST(Format, DatesInTheLocalesMediumStyle)
         EXPECT_EQ(Format::dateTime(time, locale), text) << locale.name().toStdString();
 }
 
+// Whole units, rounded down, with the singular at one; a week on, the date.
+TEST(Format, RelativeTimesInWords)
+{
+    const QLocale english(QLocale::English, QLocale::UnitedStates);
+    const QDateTime now(QDate(2026, 11, 23), QTime(12, 0));
+    const std::pair<qint64, QString> cases[] = {
+        {-30, "just now"}, {0, "just now"}, {59, "just now"}, {60, "1 minute ago"}, {119, "1 minute ago"},
+        {3599, "59 minutes ago"}, {3600, "1 hour ago"}, {86399, "23 hours ago"}, {86400, "yesterday"},
+        {2 * 86400, "2 days ago"}, {7 * 86400, "Nov 16, 2026"},
+    };
+    for (const auto &[secondsAgo, text] : cases)
+        EXPECT_EQ(Format::relativeTime(now.addSecs(-secondsAgo), now, english), text) << secondsAgo;
+}
+
 // Decimal fractions count exactly: in binary floating point 8.11k is
 // 8,109.99... bytes, and large byte counts lose their last digits.
 TEST(ByteSize, ReadsBytesAndDecimalUnitsExactly)

@@ -56,8 +56,8 @@ TEST_F(WindowTest, SidebarRowsRouteTheDetailArea)
         {"search", "search", ""},
         {"ask", "placeholder", ""},
         {"sources", "sources", ""},
-        {"duplicates", "placeholder", ""},
-        {"cleanup", "placeholder", ""},
+        {"duplicates", "duplicates", ""},
+        {"cleanup", "cleanup", ""},
         {"meetings", "placeholder", ""},
         {"home", "home", ""},
     };
