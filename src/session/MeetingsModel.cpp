@@ -141,8 +141,9 @@ void MeetingsModel::stopRecording()
 void MeetingsModel::finishRecording(Notes notes, std::function<void()> done)
 {
     const std::shared_ptr<Recorder> recorder = m_recorderControl.lock();
-    // The meeting recorded last was finished when its recording stopped.
-    if (!recorder || m_recorder.state == RecorderState::idle) {
+    // The meeting recorded last was finished when its recording stopped; a
+    // stop already under way finishes the meeting once.
+    if (!recorder || m_recorder.state == RecorderState::idle || m_recorder.state == RecorderState::stopping) {
         if (done)
             done();
         return;

@@ -95,7 +95,7 @@ public:
     // Records the open meeting, when the recorder is idle.
     Q_INVOKABLE void startRecording();
     // Stops the recorder and finishes the meeting it recorded. Nothing
-    // happens while the recorder is idle.
+    // happens while the recorder is idle or already stopping.
     Q_INVOKABLE void stopRecording();
     // The same, with the notes as asked; done runs once the meeting is
     // finished, or at once when there was nothing to stop.
