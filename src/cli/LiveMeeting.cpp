@@ -114,16 +114,7 @@ int holdMeeting(CommandContext &context, const std::optional<QString> &meetingID
 
     model.setRecorderStatus({id, MeetingsModel::RecorderState::recording, QDateTime::currentDateTime()});
     model.recordingStarted(id, QDateTime::currentDateTime());
-    QObject::connect(session, &MeetingSession::questionTaken, session, [&out](const QString &question) {
-        out << "Question: " << printable(question) << "\n";
-        out.flush();
-    });
-    qsizetype shown = session->answers().size();
-    QObject::connect(session, &MeetingSession::answersChanged, session, [&] {
-        for (; shown < session->answers().size(); ++shown)
-            out << answerText(session->answers().at(shown));
-        out.flush();
-    });
+    printAnswers(*session, out);
 
     QEventLoop loop;
     QElapsedTimer clock;
@@ -161,14 +152,37 @@ int holdMeeting(CommandContext &context, const std::optional<QString> &meetingID
     while (!finished)
         loop.processEvents(QEventLoop::WaitForMoreEvents);
 
-    if (session->enhanceError())
-        return context.failure(u"The transcript is saved, but the notes weren't written: "_s + *session->enhanceError());
-    const Meeting &meeting = session->meeting();
+    if (const int status = printNotes(context, *session, write ? after : AfterMeeting::skipNotes))
+        return status;
+    out << "Saved “" << printable(session->meeting().displayTitle()) << "” (" << id << ").\n";
+    out.flush();
+    return 0;
+}
+
+void printAnswers(MeetingSession &session, QTextStream &out)
+{
+    QObject::connect(&session, &MeetingSession::questionTaken, &session, [&out](const QString &question) {
+        out << "Question: " << printable(question) << "\n";
+        out.flush();
+    });
+    QObject::connect(&session, &MeetingSession::answersChanged, &session,
+                     [&out, &session, shown = session.answers().size()]() mutable {
+                         for (; shown < session.answers().size(); ++shown)
+                             out << answerText(session.answers().at(shown));
+                         out.flush();
+                     });
+}
+
+int printNotes(CommandContext &context, const MeetingSession &session, AfterMeeting after)
+{
+    if (session.enhanceError())
+        return context.failure(u"The transcript is saved, but the notes weren't written: "_s + *session.enhanceError());
+    QTextStream &out = context.out();
+    const Meeting &meeting = session.meeting();
     if (meeting.enhanced)
         out << "\n" << printableLines(meeting.enhanced->markdown(meeting.started, Format::locale()).trimmed()) << "\n";
-    else if (write)
+    else if (after == AfterMeeting::writeNotes)
         out << "\nNothing was said or noted, so there are no notes.\n";
-    out << "Saved “" << printable(meeting.displayTitle()) << "” (" << id << ").\n";
     out.flush();
     return 0;
 }

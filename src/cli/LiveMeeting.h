@@ -9,8 +9,19 @@
 #include <optional>
 
 class CommandContext;
+class MeetingSession;
+class QTextStream;
 
 enum class AfterMeeting { writeNotes, skipNotes };
+
+// Prints each question the session takes as it is heard ("Question: …"),
+// and each answer when Claude returns ("Answer: …" and its numbered
+// sources).
+void printAnswers(MeetingSession &session, QTextStream &out);
+
+// The end of a finished meeting: Claude's notes, or why there are none when
+// they were asked for. Returns the command's exit status.
+int printNotes(CommandContext &context, const MeetingSession &session, AfterMeeting after);
 
 // Follows the meeting of the id, or a new one, until standard input ends.
 // Returns the command's exit status.

@@ -1,18 +1,24 @@
-// `larder record [--title TEXT] [--duration SECONDS]`: records a meeting from
-// the microphone and the call audio until Ctrl-C or the given time, printing
-// each accepted segment as it comes, and then the new meeting's id.
+// `larder record [--title TEXT] [--duration SECONDS] [--no-notes]`: records a
+// meeting from the microphone and the call audio until Ctrl-C or the given
+// time, printing each accepted segment as it comes, each question heard and
+// its answer from the library, then Claude's notes and the new meeting's id.
 #include "cli/Command.h"
 #include "cli/Printable.h"
 #include "cli/StopSignals.h"
 
+#include "cli/LiveMeeting.h"
+
 #include "app/AppModel.h"
+#include "claude/APIKeyStore.h"
+#include "claude/ClaudeClient.h"
+#include "core/AppSettings.h"
 #include "meetings/MeetingRecorder.h"
-#include "meetings/MeetingStore.h"
 #include "meetings/MeetingText.h"
+#include "session/MeetingsModel.h"
+#include "session/RecorderLink.h"
 
 #include <QEventLoop>
 #include <QTimer>
-#include <QUuid>
 
 #include <algorithm>
 #include <cmath>
@@ -24,6 +30,8 @@ const QCommandLineOption titleOption(QStringLiteral("title"), QStringLiteral("Gi
 const QCommandLineOption durationOption(QStringLiteral("duration"),
                                         QStringLiteral("Stop by itself after SECONDS of recording."),
                                         QStringLiteral("SECONDS"));
+const QCommandLineOption noNotesOption(QStringLiteral("no-notes"),
+                                       QStringLiteral("Don't have Claude write the notes at the end."));
 
 // The line kept on a terminal stays within this many characters, so that it
 // never wraps and can be rewritten in place.
@@ -68,32 +76,54 @@ int runRecord(CommandContext &context)
             return context.usageError(QStringLiteral("'%1' is not a number of seconds above 0 and up to a day")
                                           .arg(context.options().value(durationOption)));
     }
+    const AfterMeeting after = context.options().isSet(noNotesOption) ? AfterMeeting::skipNotes
+                                                                      : AfterMeeting::writeNotes;
 
-    MeetingStore meetings(context.library().store());
-    Meeting meeting;
-    meeting.id = QUuid::createUuid().toString(QUuid::WithoutBraces);
-    meeting.title = context.options().value(titleOption).trimmed();
-    meeting.started = QDateTime::currentDateTime();
-    meeting.locale = QStringLiteral("en-US");
-    meetings.insert(meeting.id, meeting.started, meeting.locale);
-    if (!meeting.title.isEmpty())
-        meetings.update(meeting);
+    // The same path as the window's: the meetings model drives the recorder
+    // through the link, and its open session takes the segments, answers
+    // the questions heard and writes the notes at the end.
+    AppSettings &settings = context.settings();
+    const auto missingKey = CommandContext::missingClaudeKey(QStringLiteral("answer questions live"));
+    const ClaudeClient client([] { return APIKeyStore::shared().key(); });
+    MeetingsModel meetings(context.library().store(), client, settings, [&missingKey] { return !missingKey; });
+    const std::optional<QString> made = meetings.newMeeting();
+    MeetingSession *session = meetings.session();
+    if (!made || !session)
+        return context.failure(QStringLiteral("Couldn't make a new meeting in the library. Try again, or check the "
+                                              "library with `larder info`."));
+    const QString id = *made;
+    session->setTitle(context.options().value(titleOption).trimmed());
+    session->saveNow();
 
     QTextStream &out = context.out();
     QTextStream &err = context.err();
-    MeetingRecorder recorder(meetings);
+    MeetingRecorder recorder(meetings.store());
+    const auto link = std::make_shared<RecorderLink>(recorder, meetings);
+    meetings.setRecorder(link);
     QEventLoop loop;
     bool recorded = false;
     bool stopRequested = false;
+    bool finished = false;
     const auto requestStop = [&] {
-        stopRequested = true;
-        recorder.stop();
+        if (std::exchange(stopRequested, true))
+            return;
+        meetings.finishRecording(after == AfterMeeting::writeNotes ? MeetingsModel::Notes::asSettingsSay
+                                                                   : MeetingsModel::Notes::skip,
+                                 [&] {
+                                     finished = true;
+                                     loop.quit();
+                                 });
     };
     StopSignals stopSignals(requestStop);
     QTimer durationTimer;
     durationTimer.setSingleShot(true);
     QObject::connect(&durationTimer, &QTimer::timeout, requestStop);
 
+    if (missingKey)
+        err << *missingKey << "\n";
+    else if (!settings.liveAnswersEnabled())
+        err << "Live answers are turned off in the settings.\n";
+    err.flush();
     QObject::connect(&recorder, &MeetingRecorder::warningChanged, [&] {
         if (recorder.warning().isEmpty())
             return;
@@ -115,9 +145,6 @@ int runRecord(CommandContext &context)
             err.flush();
             if (duration)
                 durationTimer.start(std::chrono::milliseconds(std::llround(*duration * 1000)));
-            // A Ctrl-C while it was still getting ready.
-            if (stopRequested)
-                recorder.stop();
             break;
         case MeetingRecorder::State::stopping:
             context.endProgress();
@@ -125,7 +152,9 @@ int runRecord(CommandContext &context)
             err.flush();
             break;
         case MeetingRecorder::State::idle:
-            loop.quit();
+            // A start that gave up; a stop ends through finishRecording.
+            if (!recorded && !stopRequested)
+                loop.quit();
             break;
         }
     });
@@ -136,38 +165,44 @@ int runRecord(CommandContext &context)
     QObject::connect(&recorder, &MeetingRecorder::micLevelChanged, showStatus);
     QObject::connect(&recorder, &MeetingRecorder::systemLevelChanged, showStatus);
     QObject::connect(&recorder, &MeetingRecorder::volatileTextChanged, showStatus);
-    recorder.setOnSegment([&](const TranscriptSegment &segment) {
+    // Each line as the session takes it, before any question it asks.
+    qsizetype shown = 0;
+    QObject::connect(session, &MeetingSession::segmentsChanged, session, [&] {
         context.endProgress();
-        out << '[' << timestampText(segment.start) << "] " << speakerName(segment.speaker) << ": "
-            << printable(segment.text) << "\n";
+        for (; shown < session->segments().size(); ++shown) {
+            const TranscriptSegment &segment = session->segments().at(shown);
+            out << '[' << timestampText(segment.start) << "] " << speakerName(segment.speaker) << ": "
+                << printable(segment.text) << "\n";
+        }
         out.flush();
         showStatus();
     });
+    printAnswers(*session, out);
 
-    recorder.start(meeting.id);
-    loop.exec();
+    meetings.startRecording();
+    if (recorder.state() != MeetingRecorder::State::idle)
+        loop.exec();
     durationTimer.stop();
     context.endProgress();
 
     // Nothing was heard: the warning said why, and the empty meeting goes.
     if (!recorded) {
-        meetings.deleteMeeting(meeting.id);
+        // Finishing a start that gave up after a stop touches nothing.
+        while (stopRequested && !finished)
+            loop.processEvents(QEventLoop::WaitForMoreEvents);
+        try {
+            meetings.store().deleteMeeting(id);
+        } catch (const DescribedError &) {
+        }
         err << "Nothing was recorded.\n";
         err.flush();
         return 1;
     }
-    meeting.ended = QDateTime::currentDateTime();
-    int status = 0;
-    try {
-        meetings.update(meeting);
-        meetings.indexPassages(meeting);
-    } catch (const DescribedError &error) {
-        // The transcript is stored already; only its end time or its place
-        // in search is missing.
-        err << printable(error.description()) << "\n";
-        status = 1;
-    }
-    out << meeting.id << "\n";
+    // Questions heard last are answered before the command ends.
+    while (session->answering())
+        loop.processEvents(QEventLoop::WaitForMoreEvents);
+    const int status = printNotes(context, *session, after);
+    out << id << "\n";
     out.flush();
     return status;
 }
@@ -180,6 +215,7 @@ Command recordCommand()
             [](QCommandLineParser &parser) {
                 parser.addOption(titleOption);
                 parser.addOption(durationOption);
+                parser.addOption(noNotesOption);
             },
             runRecord};
 }

@@ -135,13 +135,25 @@ void MeetingsModel::startRecording()
 
 void MeetingsModel::stopRecording()
 {
+    finishRecording(Notes::asSettingsSay, {});
+}
+
+void MeetingsModel::finishRecording(Notes notes, std::function<void()> done)
+{
     const std::shared_ptr<Recorder> recorder = m_recorderControl.lock();
-    if (!recorder)
+    // The meeting recorded last was finished when its recording stopped; a
+    // stop already under way finishes the meeting once.
+    if (!recorder || m_recorder.state == RecorderState::idle || m_recorder.state == RecorderState::stopping) {
+        if (done)
+            done();
         return;
+    }
     const std::optional<QString> id = m_recorder.meetingID;
-    recorder->stop([self = QPointer(this), id] {
+    recorder->stop([self = QPointer(this), id, notes, done = std::move(done)] {
         if (self && id)
-            self->recordingStopped(*id);
+            self->recordingStopped(*id, done, notes);
+        else if (done)
+            done();
     });
 }
 
@@ -180,7 +192,7 @@ void MeetingsModel::route(const TranscriptSegment &segment)
         _session->handle(segment);
 }
 
-void MeetingsModel::recordingStopped(const QString &meetingID, std::function<void()> done)
+void MeetingsModel::recordingStopped(const QString &meetingID, std::function<void()> done, Notes notes)
 {
     MeetingSession *session = _session && _session->meetingID() == meetingID ? _session : nullptr;
     if (!session) {
@@ -197,8 +209,8 @@ void MeetingsModel::recordingStopped(const QString &meetingID, std::function<voi
         session = new MeetingSession(*meeting, this);
         m_finishing.append(session);
     }
-    const auto enhancement = m_settings.autoEnhance() && hasKey() ? MeetingSession::Enhancement::write
-                                                                  : MeetingSession::Enhancement::skip;
+    const bool write = notes == Notes::asSettingsSay && m_settings.autoEnhance() && hasKey();
+    const auto enhancement = write ? MeetingSession::Enhancement::write : MeetingSession::Enhancement::skip;
     session->finish(enhancement, [this, session, done = std::move(done)] {
         if (m_finishing.removeOne(session))
             session->deleteLater();

@@ -60,6 +60,10 @@ public:
     // Whether a new meeting starts recording at once.
     enum class Start { quietly, recording };
 
+    // What the end of a recording does about the notes: writes them when the
+    // settings ask for it and a key is there, or leaves them unwritten.
+    enum class Notes { asSettingsSay, skip };
+
     static constexpr int listLimit = 500;
 
     MeetingsModel(IndexStore &index, const ClaudeClient &claude, AppSettings &settings, KeyPresence hasKey,
@@ -90,8 +94,12 @@ public:
     std::optional<QString> newMeeting(Start start = Start::quietly);
     // Records the open meeting, when the recorder is idle.
     Q_INVOKABLE void startRecording();
-    // Stops the recorder and finishes the meeting it recorded.
+    // Stops the recorder and finishes the meeting it recorded. Nothing
+    // happens while the recorder is idle or already stopping.
     Q_INVOKABLE void stopRecording();
+    // The same, with the notes as asked; done runs once the meeting is
+    // finished, or at once when there was nothing to stop.
+    void finishRecording(Notes notes, std::function<void()> done);
     // The recorder is held weakly: the application owns it.
     void setRecorder(std::weak_ptr<Recorder> recorder);
     // Deletes the meeting, unless it is the one the recorder holds.
@@ -108,7 +116,8 @@ public:
     // session or one made for the purpose, its notes written when the
     // settings ask for it and a key is there, and the list read again. done
     // runs at the end.
-    void recordingStopped(const QString &meetingID, std::function<void()> done = {});
+    void recordingStopped(const QString &meetingID, std::function<void()> done = {},
+                          Notes notes = Notes::asSettingsSay);
 
 Q_SIGNALS:
     void meetingsChanged();

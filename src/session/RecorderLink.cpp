@@ -58,19 +58,23 @@ void RecorderLink::start(const QString &meetingID, const QLocale &, std::functio
 
 void RecorderLink::stop(std::function<void()> done)
 {
-    // Still getting ready: the stop waits for the recording to begin or to
-    // give up, so that no start is left behind.
-    if (m_recorder.state() == MeetingRecorder::State::preparing) {
-        m_stopped = std::move(done);
-        return;
-    }
-    if (m_recorder.state() != MeetingRecorder::State::recording) {
+    const MeetingRecorder::State state = m_recorder.state();
+    if (state == MeetingRecorder::State::idle) {
         if (done)
             done();
         return;
     }
-    m_stopped = std::move(done);
-    m_recorder.stop();
+    // Every stop waits for the recorder to be idle again, with the last words
+    // stored. One made while still getting ready waits for the recording to
+    // begin or to give up, so that no start is left behind.
+    m_stopped = [earlier = std::move(m_stopped), done = std::move(done)] {
+        if (earlier)
+            earlier();
+        if (done)
+            done();
+    };
+    if (state == MeetingRecorder::State::recording)
+        m_recorder.stop();
 }
 
 void RecorderLink::setOnSegment(MeetingRecorder::SegmentHandler handler)
@@ -88,7 +92,10 @@ void RecorderLink::stateChanged()
             started();
     }
     if (state == MeetingRecorder::State::recording && m_stopped) {
-        m_recorder.stop();
+        // Not from within the recorder's signal, so that everyone else
+        // listening sees the recording begin before it stops.
+        QMetaObject::invokeMethod(
+            &m_recorder, [recorder = &m_recorder] { recorder->stop(); }, Qt::QueuedConnection);
         return;
     }
     if (state == MeetingRecorder::State::idle) {

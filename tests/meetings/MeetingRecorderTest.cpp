@@ -1,8 +1,7 @@
 #include "meetings/MeetingRecorder.h"
 #include "meetings/MeetingStore.h"
 #include "meetings/MeetingText.h"
-#include "platform/AudioSource.h"
-#include "support/FakeSpeechEngine.h"
+#include "support/FakeAudioSource.h"
 #include "support/TestEnvironment.h"
 #include "support/TestLibrary.h"
 
@@ -13,31 +12,6 @@
 using State = MeetingRecorder::State;
 
 namespace {
-
-// Plays what the test hands it, on the test's thread, at the engine's rate.
-struct FakeSource : AudioSource
-{
-    explicit FakeSource(std::optional<AudioCaptureError> error) : startError(std::move(error)) {}
-    void start(BufferHandler buffers, FailureHandler failure) override
-    {
-        if (startError)
-            throw *startError;
-        onBuffer = std::move(buffers);
-        onFailure = std::move(failure);
-    }
-    void stop() override { onBuffer = nullptr; }
-    qint64 deliveredCount() const override { return delivered; }
-    void play(const FakeAudio &audio)
-    {
-        ++delivered;
-        onBuffer(AudioBuffer{{SpeechEngine::sampleRate, 1}, audio.samples});
-    }
-
-    std::optional<AudioCaptureError> startError;
-    BufferHandler onBuffer;
-    FailureHandler onFailure;
-    std::atomic<qint64> delivered{0};
-};
 
 const AudioCaptureError lost(QStringLiteral("keep recording"), 15);
 
@@ -61,7 +35,7 @@ protected:
             return engine;
         };
         parts.openSource = [this, hearsCall](Speaker speaker) {
-            auto source = std::make_unique<FakeSource>(speaker == Speaker::them && !hearsCall ? std::optional(lost) : std::nullopt);
+            auto source = std::make_unique<FakeAudioSource>(speaker == Speaker::them && !hearsCall ? std::optional(lost) : std::nullopt);
             (speaker == Speaker::me ? mic : call) = source.get();
             return source;
         };
@@ -106,7 +80,7 @@ protected:
     MeetingStore meetings{library.store};
     const QString meetingID = QStringLiteral("meeting-1");
     std::shared_ptr<FakeSpeechEngine> engine = std::make_shared<FakeSpeechEngine>();
-    std::atomic<FakeSource *> mic{nullptr}, call{nullptr};
+    std::atomic<FakeAudioSource *> mic{nullptr}, call{nullptr};
     std::atomic<qint64> now{0};
     std::unique_ptr<MeetingRecorder> recorder;
     std::vector<TranscriptSegment> seen;

@@ -5,7 +5,8 @@
 #include "claude/ClaudeClient.h"
 #include "core/AppSettings.h"
 #include "core/Defaults.h"
-#include "session/MeetingsModel.h"
+#include "session/RecorderLink.h"
+#include "support/FakeAudioSource.h"
 #include "support/FakeClaudeServer.h"
 #include "support/TestEnvironment.h"
 
@@ -253,4 +254,85 @@ TEST_F(SessionTest, RecordsAndFinishesMeetingsOpenOrNot)
                            [](const Meeting &meeting) { return meeting.title == u"Deposit call"_s; });
     }));
     EXPECT_EQ(model.session()->meetingID(), id);
+}
+
+// A real recorder on fake sources and the fake engine (its text is how long
+// it heard), through the link, as everyone listening to the recorder sees
+// it: a recording from start to stop, a stop while still getting ready, a
+// start that gave up. The meeting is finished once, with notes only when
+// there is a key.
+TEST_F(SessionTest, FollowsARealRecorderThroughTheLink)
+{
+    using S = MeetingsModel::RecorderState;
+    enum class Stop { whileRecording, whilePreparing, never };
+    const struct { bool engineFails; Stop stop; bool key; std::vector<S> states; qsizetype segments; bool ended, notes; } cases[] = {
+        {false, Stop::whileRecording, true, {S::preparing, S::recording, S::stopping, S::idle}, 1, true, true},
+        {false, Stop::whileRecording, false, {S::preparing, S::recording, S::stopping, S::idle}, 1, true, false},
+        {false, Stop::whilePreparing, true, {S::preparing, S::recording, S::stopping, S::idle}, 0, true, false},
+        {true, Stop::never, true, {S::preparing, S::idle}, 0, false, false},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(int(&c - cases));
+        hasKey = c.key;
+        if (c.notes)
+            server.enqueue(notesReply(u"Deposit call"_s, u"a"_s, u"b"_s));
+        const int requestsBefore = server.requestCount();
+        id = model.newMeeting().value_or(QString());
+        session = model.session();
+        std::atomic<FakeAudioSource *> call{nullptr};
+        MeetingRecorder::Parts parts = MeetingRecorder::Parts::onThisComputer();
+        parts.loadEngine = [&c]() -> std::shared_ptr<const SpeechEngine> {
+            if (c.engineFails)
+                throw SpeechEngineError(u"The speech model is damaged."_s);
+            return std::make_shared<FakeSpeechEngine>();
+        };
+        parts.openSource = [&call](Speaker speaker) {
+            auto source = std::make_unique<FakeAudioSource>();
+            if (speaker == Speaker::them)
+                call = source.get();
+            return source;
+        };
+        parts.clock = [] { return qint64(0); };
+        MeetingRecorder recorder(library.meetings, parts);
+        const auto link = std::make_shared<RecorderLink>(recorder, model);
+        model.setRecorder(link);
+        std::vector<S> states;
+        QList<TranscriptSegment> heard;
+        link->setOnSegment([&heard](const TranscriptSegment &segment) { heard.append(segment); });
+        QObject::connect(&recorder, &MeetingRecorder::stateChanged, [&] {
+            EXPECT_EQ(model.recorderStatus().state, RecorderLink::stateOf(recorder.state()));
+            if (states.empty() || states.back() != model.recorderStatus().state)
+                states.push_back(model.recorderStatus().state);
+        });
+
+        model.startRecording();
+        EXPECT_TRUE(session->isRecording());
+        if (c.stop == Stop::whilePreparing)
+            model.stopRecording();
+        ASSERT_TRUE(TestEnvironment::waitUntil([&] { return recorder.state() != MeetingRecorder::State::preparing; }));
+        if (c.stop == Stop::whileRecording) {
+            EXPECT_EQ(model.recorderStatus().meetingID, id);
+            EXPECT_LT(std::abs(library.meetings.meeting(id)->started.msecsTo(recorder.startedAt())), 1000);
+            call.load()->play(FakeAudio().silence(0.3).speech(1.2).silence(0.3));
+            model.stopRecording();
+        }
+        ASSERT_TRUE(TestEnvironment::waitUntil([&] { return recorder.state() == MeetingRecorder::State::idle && settled(); }, 10000));
+        model.stopRecording(); // with the recorder idle: finishes nothing again
+        ASSERT_TRUE(settled());
+
+        EXPECT_EQ(states, c.states);
+        EXPECT_EQ(recorder.warning(), c.engineFails ? u"The speech model is damaged."_s : QString());
+        ASSERT_EQ(session->segments().size(), c.segments);
+        EXPECT_EQ(heard, session->segments());
+        EXPECT_EQ(library.meetings.segments(id), session->segments());
+        if (c.segments) {
+            EXPECT_GE(session->segments().first().text.toDouble(), 1.2);
+        }
+        const Meeting meeting = library.meetings.meeting(id).value_or(Meeting());
+        EXPECT_EQ(meeting.ended.has_value(), c.ended);
+        EXPECT_EQ(meeting.title, c.notes ? u"Deposit call"_s : QString());
+        EXPECT_EQ(server.requestCount() - requestsBefore, c.notes ? 1 : 0);
+        EXPECT_EQ(library.passageCount(u"transcript"_s, id) > 0, c.segments > 0);
+        Tasks::waitForIdle();
+    }
 }
