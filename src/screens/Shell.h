@@ -12,6 +12,8 @@
 #include <memory>
 
 class AppModel;
+class ClaudeSettings;
+class FolderList;
 class LibraryModel;
 class LibraryBrowserModel;
 class SearchResults;
@@ -30,6 +32,10 @@ class Shell : public QObject
     // "dark" or "light" when LARDER_COLOR_SCHEME forces one; empty to follow
     // the desktop's palette.
     Q_PROPERTY(QString colorScheme READ colorScheme CONSTANT)
+    // The library's folders, for Settings and the onboarding.
+    Q_PROPERTY(FolderList *folders READ folders CONSTANT)
+    // The program's version, as the build names it.
+    Q_PROPERTY(QString version READ version CONSTANT)
 
 public:
     explicit Shell(AppModel &app, QObject *parent = nullptr);
@@ -40,6 +46,8 @@ public:
     bool show();
 
     LibraryModel *library() const { return m_library.get(); }
+    FolderList *folders() const { return m_folders.get(); }
+    static QString version();
     QQuickWindow *window() const;
     QQmlApplicationEngine &engine() const { return *m_engine; }
     // Null where the desktop has no tray, or without a widget application.
@@ -54,6 +62,12 @@ public:
 
     // Brings the window up and to the front.
     Q_INVOKABLE void raiseWindow();
+    // The state of a Claude key field, owned by the screen that asked.
+    Q_INVOKABLE ClaudeSettings *claudeSettings();
+    // Opens Settings on a tab ("general", "claude", "meetings"), or the
+    // About window.
+    Q_INVOKABLE void showSettings(const QString &tab = QStringLiteral("general"));
+    Q_INVOKABLE void showAbout();
 
     QVariantList sidebarSections() const;
     // A file handed over as a QVariant holding FileRecord, as the values a
@@ -74,6 +88,8 @@ Q_SIGNALS:
     // The launch work has run, after the window's first frame.
     void launched();
     void sidebarSectionsChanged();
+    void settingsRequested(const QString &tab);
+    void aboutRequested();
 
 private:
     void onFirstFrame();
@@ -82,6 +98,7 @@ private:
     AppModel &m_app;
     std::unique_ptr<LibraryModel> m_library;
     std::unique_ptr<SearchResults> m_searchResults;
+    std::unique_ptr<FolderList> m_folders;
     std::unique_ptr<QQmlApplicationEngine> m_engine;
     std::unique_ptr<QMenu> m_trayMenu;
     std::unique_ptr<QSystemTrayIcon> m_tray;
