@@ -114,19 +114,21 @@ Rectangle {
                     Body { text: "Larder indexes these folders. Everything stays on this computer: file names, metadata and the text inside documents and images are read locally." }
                     Rectangle {
                         Layout.fillWidth: true
-                        Layout.fillHeight: true
+                        implicitHeight: chosen.implicitHeight + 20
                         radius: Theme.radius
                         color: Theme.window
                         border.color: Theme.separator
                         FolderListView {
+                            id: chosen
                             anchors.left: parent.left
                             anchors.right: parent.right
                             anchors.top: parent.top
                             anchors.margins: 10
-                            visibleRows: Math.max(2, Math.floor((parent.height - 70) / 44))
+                            visibleRows: 5
                         }
                     }
                     Body { text: "You can change these any time in Settings."; color: Theme.secondaryText }
+                    Item { Layout.fillHeight: true }
                 }
 
                 // Claude.
