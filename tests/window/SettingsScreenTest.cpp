@@ -127,6 +127,10 @@ TEST_F(SettingsScreenTest, OnboardingFromAFreshSettingsFileToAnIndexedLibrary)
     ASSERT_TRUE(waitUntil([&] { return item("folderCount") && textOf("folderCount") == "3 files"; }));
     EXPECT_EQ(started.count(), 0) << "nothing is indexed before the onboarding ends";
     capture("71-onboarding-folders");
+    // At the window's smallest the step still fits.
+    window()->resize(window()->minimumSize());
+    capture("71-onboarding-folders-smallest");
+    window()->resize(1240, 800);
 
     // Claude: a rejected key keeps the user on the step with Claude's word.
     click("onboardingForward");

@@ -124,7 +124,7 @@ Rectangle {
                             anchors.right: parent.right
                             anchors.top: parent.top
                             anchors.margins: 10
-                            visibleRows: 5
+                            visibleRows: card.height < 560 ? 3 : 5
                         }
                     }
                     Body { text: "You can change these any time in Settings."; color: Theme.secondaryText }
