@@ -16,8 +16,10 @@
 #include "store/LibraryLock.h"
 #include "tidy/DuplicatesModel.h"
 #include "tidy/FileActions.h"
+#include "core/Tasks.h"
 
 #include <QDesktopServices>
+#include <QDir>
 #include <QFileInfo>
 
 AppModel::AppModel(AppSettings &settings, QObject *parent)
@@ -145,6 +147,42 @@ void AppModel::completeOnboarding()
     startIndexing();
 }
 
+void AppModel::addIndexedFolder(const QString &path)
+{
+    QStringList folders = m_settings.indexedFolders();
+    if (path.isEmpty() || folders.contains(path))
+        return;
+    folders.append(path);
+    m_settings.setIndexedFolders(folders);
+    if (m_settings.onboardingComplete())
+        startIndexing();
+}
+
+void AppModel::removeIndexedFolder(const QString &path)
+{
+    QStringList folders = m_settings.indexedFolders();
+    if (folders.removeAll(path) == 0)
+        return;
+    m_settings.setIndexedFolders(folders);
+    if (!m_settings.onboardingComplete())
+        return;
+    // The scan of the folders that stay starts first, so that nothing walks
+    // the dropped folder while its files are taken out.
+    startIndexing();
+    const IndexStore store = *m_store;
+    const QString root = QDir::cleanPath(QDir(path).absolutePath());
+    Tasks::run(Tasks::Priority::UserInitiated, [this, store, root](const CancellationToken &) {
+        try {
+            store.files().deleteRoot(root);
+        } catch (const DescribedError &error) {
+            const QString message = error.description();
+            Tasks::deliver(this, [this, message] { m_indexing->setLastError(message); });
+            return;
+        }
+        Tasks::deliver(this, [this] { m_indexing->bumpRevision(); });
+    });
+}
+
 void AppModel::setToast(const std::optional<QString> &toast)
 {
     // A toast stands for its time from when it is set; a newer one replaces
@@ -253,15 +291,16 @@ void AppModel::setPreviewURLs(const QList<QUrl> &urls)
     Q_EMIT previewURLsChanged();
 }
 
-void AppModel::setAPIKey(const std::optional<QString> &key)
+SecretStore::Status AppModel::setAPIKey(const std::optional<QString> &key)
 {
-    APIKeyStore::shared().setKey(key);
+    const SecretStore::Status status = APIKeyStore::shared().setKey(key);
     const auto stored = APIKeyStore::shared().key();
     const bool has = stored && !stored->isEmpty();
-    if (_hasAPIKey == has)
-        return;
-    _hasAPIKey = has;
-    Q_EMIT hasAPIKeyChanged();
+    if (_hasAPIKey != has) {
+        _hasAPIKey = has;
+        Q_EMIT hasAPIKeyChanged();
+    }
+    return status;
 }
 
 void AppModel::preview(const FileRecord &record, const QList<FileRecord> &among)

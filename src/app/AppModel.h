@@ -6,6 +6,7 @@
 #include "app/SidebarItem.h"
 #include "core/AppSettings.h"
 #include "indexing/IndexingStatus.h"
+#include "platform/SecretStore.h"
 #include "store/FileRecord.h"
 #include "tidy/FileActions.h"
 
@@ -104,6 +105,13 @@ public:
     // The roots startIndexing() would index now.
     QStringList existingIndexRoots() const;
 
+    // The folders of the library, as Settings and the onboarding change
+    // them. Once onboarding is done, a change re-indexes; a folder taken out
+    // takes its files out of the library. A folder already there, or an
+    // empty path, changes nothing.
+    Q_INVOKABLE void addIndexedFolder(const QString &path);
+    Q_INVOKABLE void removeIndexedFolder(const QString &path);
+
     std::optional<QString> toast() const { return _toast; }
     QString toastText() const { return _toast.value_or(QString()); }
     void setToast(const std::optional<QString> &toast);
@@ -144,8 +152,9 @@ public:
 
     bool hasAPIKey() const { return _hasAPIKey; }
     // Stores the key in the keyring (an empty one removes it) and reads it
-    // back to tell whether a key is now at hand.
-    void setAPIKey(const std::optional<QString> &key);
+    // back to tell whether a key is now at hand. Returns the keyring's
+    // answer: without a keyring the key serves this session only.
+    SecretStore::Status setAPIKey(const std::optional<QString> &key);
 
     // The preview steps through the files of among in order, or shows the one
     // file when among is empty; it opens on record.

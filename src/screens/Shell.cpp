@@ -1,9 +1,11 @@
 #include "screens/Shell.h"
 
 #include "app/AppModel.h"
+#include "screens/ClaudeSettings.h"
 #include "screens/CleanupSelection.h"
 #include "screens/DuplicateResults.h"
 #include "screens/FileItems.h"
+#include "screens/FolderList.h"
 #include "screens/Greeting.h"
 #include "screens/InspectorFacts.h"
 #include "screens/LibraryBrowserModel.h"
@@ -36,6 +38,7 @@ Shell::Shell(AppModel &app, QObject *parent)
     , m_searchResults(std::make_unique<SearchResults>(*app.search()))
     , m_duplicates(std::make_unique<DuplicateResults>(app))
     , m_cleanupSelection(std::make_unique<CleanupSelection>(*m_library))
+    , m_folders(std::make_unique<FolderList>(app))
     , m_engine(std::make_unique<QQmlApplicationEngine>())
 {
     // The overview follows the library: a burst of changes reloads it once,
@@ -143,6 +146,28 @@ void Shell::raiseWindow()
     }
 }
 
+QString Shell::version()
+{
+    return QStringLiteral(LARDER_VERSION);
+}
+
+ClaudeSettings *Shell::claudeSettings()
+{
+    auto *settings = new ClaudeSettings(m_app);
+    QQmlEngine::setObjectOwnership(settings, QQmlEngine::JavaScriptOwnership);
+    return settings;
+}
+
+void Shell::showSettings(const QString &tab)
+{
+    Q_EMIT settingsRequested(tab);
+}
+
+void Shell::showAbout()
+{
+    Q_EMIT aboutRequested();
+}
+
 void Shell::makeTrayIcon()
 {
     // A tray needs a widget application and a desktop that shows one;
@@ -163,6 +188,10 @@ void Shell::makeTrayIcon()
         raiseWindow();
     });
     m_trayMenu->addSeparator();
+    m_trayMenu->addAction(QStringLiteral("Settings…"), this, [this] {
+        raiseWindow();
+        showSettings();
+    });
     QAction *quit = m_trayMenu->addAction(QStringLiteral("Quit Juniper Larder"), qApp, &QCoreApplication::quit);
     quit->setShortcut(QKeySequence(QStringLiteral("Ctrl+Q")));
     m_tray = std::make_unique<QSystemTrayIcon>(Symbols::icon(QStringLiteral("house"), QColor(0x2f, 0x7c, 0xf6)));

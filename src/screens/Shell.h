@@ -14,6 +14,8 @@
 class AppModel;
 class CleanupSelection;
 class DuplicateResults;
+class ClaudeSettings;
+class FolderList;
 class LibraryModel;
 class LibraryBrowserModel;
 class SearchResults;
@@ -32,6 +34,10 @@ class Shell : public QObject
     // "dark" or "light" when LARDER_COLOR_SCHEME forces one; empty to follow
     // the desktop's palette.
     Q_PROPERTY(QString colorScheme READ colorScheme CONSTANT)
+    // The library's folders, for Settings and the onboarding.
+    Q_PROPERTY(FolderList *folders READ folders CONSTANT)
+    // The program's version, as the build names it.
+    Q_PROPERTY(QString version READ version CONSTANT)
 
 public:
     explicit Shell(AppModel &app, QObject *parent = nullptr);
@@ -44,6 +50,8 @@ public:
     LibraryModel *library() const { return m_library.get(); }
     DuplicateResults *duplicates() const { return m_duplicates.get(); }
     CleanupSelection *cleanupSelection() const { return m_cleanupSelection.get(); }
+    FolderList *folders() const { return m_folders.get(); }
+    static QString version();
     QQuickWindow *window() const;
     QQmlApplicationEngine &engine() const { return *m_engine; }
     // Null where the desktop has no tray, or without a widget application.
@@ -58,6 +66,12 @@ public:
 
     // Brings the window up and to the front.
     Q_INVOKABLE void raiseWindow();
+    // The state of a Claude key field, owned by the screen that asked.
+    Q_INVOKABLE ClaudeSettings *claudeSettings();
+    // Opens Settings on a tab ("general", "claude", "meetings"), or the
+    // About window.
+    Q_INVOKABLE void showSettings(const QString &tab = QStringLiteral("general"));
+    Q_INVOKABLE void showAbout();
 
     QVariantList sidebarSections() const;
     // A file handed over as a QVariant holding FileRecord, as the values a
@@ -80,6 +94,8 @@ Q_SIGNALS:
     // The launch work has run, after the window's first frame.
     void launched();
     void sidebarSectionsChanged();
+    void settingsRequested(const QString &tab);
+    void aboutRequested();
 
 private:
     void onFirstFrame();
@@ -90,6 +106,7 @@ private:
     std::unique_ptr<SearchResults> m_searchResults;
     std::unique_ptr<DuplicateResults> m_duplicates;
     std::unique_ptr<CleanupSelection> m_cleanupSelection;
+    std::unique_ptr<FolderList> m_folders;
     std::unique_ptr<QQmlApplicationEngine> m_engine;
     std::unique_ptr<QMenu> m_trayMenu;
     std::unique_ptr<QSystemTrayIcon> m_tray;

@@ -31,6 +31,9 @@ MenuBar {
 
     Menu {
         title: "Larder"
+        Action { objectName: "aboutCommand"; text: "About Juniper Larder"; onTriggered: shell.showAbout() }
+        Action { objectName: "settingsCommand"; text: "Settings…"; shortcut: "Ctrl+,"; onTriggered: shell.showSettings("general") }
+        MenuSeparator {}
         Action { text: "Quit Juniper Larder"; shortcut: "Ctrl+Q"; onTriggered: Qt.quit() }
     }
     Menu {

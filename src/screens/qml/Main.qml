@@ -40,6 +40,13 @@ ApplicationWindow {
         }
     }
 
+    // The first run covers the window until it is done.
+    Loader {
+        anchors.fill: parent
+        active: app.showOnboarding
+        sourceComponent: OnboardingView {}
+    }
+
     ToastView {
         anchors.horizontalCenter: parent.horizontalCenter
         anchors.bottom: parent.bottom
@@ -47,4 +54,12 @@ ApplicationWindow {
     }
 
     PreviewWindow {}
+
+    SettingsSheet { id: settingsSheet }
+    AboutSheet { id: aboutSheet }
+    Connections {
+        target: shell
+        function onSettingsRequested(tab) { aboutSheet.close(); settingsSheet.show(tab) }
+        function onAboutRequested() { settingsSheet.close(); aboutSheet.open() }
+    }
 }
