@@ -1,6 +1,7 @@
 #include "screens/Shell.h"
 
 #include "app/AppModel.h"
+#include "screens/AskTurns.h"
 #include "screens/FileItems.h"
 #include "screens/LibraryBrowserModel.h"
 #include "screens/LibraryModel.h"
@@ -29,6 +30,7 @@ Shell::Shell(AppModel &app, QObject *parent)
     , m_app(app)
     , m_library(std::make_unique<LibraryModel>(app.store()))
     , m_searchResults(std::make_unique<SearchResults>(*app.search()))
+    , m_askTurns(std::make_unique<AskTurns>(*app.ask()))
     , m_engine(std::make_unique<QQmlApplicationEngine>())
 {
     // The overview follows the library: a burst of changes reloads it once,
@@ -49,6 +51,7 @@ Shell::Shell(AppModel &app, QObject *parent)
     context->setContextProperty(QStringLiteral("app"), &m_app);
     context->setContextProperty(QStringLiteral("library"), m_library.get());
     context->setContextProperty(QStringLiteral("searchResults"), m_searchResults.get());
+    context->setContextProperty(QStringLiteral("askTurns"), m_askTurns.get());
     context->setContextProperty(QStringLiteral("shell"), this);
     context->setContextProperty(QStringLiteral("symbols"), new Symbols(this));
 }
@@ -131,6 +134,11 @@ void Shell::raiseWindow()
         main->raise();
         main->requestActivate();
     }
+}
+
+void Shell::showSettings(const QString &tab)
+{
+    Q_EMIT settingsRequested(tab);
 }
 
 void Shell::makeTrayIcon()

@@ -15,6 +15,7 @@ class AppModel;
 class LibraryModel;
 class LibraryBrowserModel;
 class SearchResults;
+class AskTurns;
 class QQmlApplicationEngine;
 class QQuickWindow;
 class QSystemTrayIcon;
@@ -54,6 +55,9 @@ public:
 
     // Brings the window up and to the front.
     Q_INVOKABLE void raiseWindow();
+    // Asks for the Settings window on one of its tabs: "general", "claude"
+    // or "meetings". The Settings window answers settingsRequested.
+    Q_INVOKABLE void showSettings(const QString &tab);
 
     QVariantList sidebarSections() const;
     // A file handed over as a QVariant holding FileRecord, as the values a
@@ -74,6 +78,7 @@ Q_SIGNALS:
     // The launch work has run, after the window's first frame.
     void launched();
     void sidebarSectionsChanged();
+    void settingsRequested(const QString &tab);
 
 private:
     void onFirstFrame();
@@ -82,6 +87,7 @@ private:
     AppModel &m_app;
     std::unique_ptr<LibraryModel> m_library;
     std::unique_ptr<SearchResults> m_searchResults;
+    std::unique_ptr<AskTurns> m_askTurns;
     std::unique_ptr<QQmlApplicationEngine> m_engine;
     std::unique_ptr<QMenu> m_trayMenu;
     std::unique_ptr<QSystemTrayIcon> m_tray;

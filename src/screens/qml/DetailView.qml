@@ -7,19 +7,20 @@ Item {
     readonly property string key: app.selection
     readonly property var info: shell.itemInfo(key)
     // The screen on show, for the window test: "home", "listing", "search",
-    // "sources" or "placeholder".
+    // "sources", "ask" or "placeholder".
     readonly property string screen: !info.key ? "placeholder"
-        : key === "home" || key === "search" || key === "sources" ? key
+        : key === "home" || key === "search" || key === "sources" || key === "ask" ? key
         : info.listing ? "listing" : "placeholder"
 
     Loader {
         id: loader
         anchors.fill: parent
-        sourceComponent: ({home: homeScreen, listing: listingScreen, search: searchScreen, sources: sourcesScreen})[detail.screen]
+        sourceComponent: ({home: homeScreen, listing: listingScreen, search: searchScreen, sources: sourcesScreen, ask: askScreen})[detail.screen]
                          || placeholderScreen
     }
     Component { id: searchScreen; SearchScreen {} }
     Component { id: sourcesScreen; SourcesScreen {} }
+    Component { id: askScreen; AskScreen {} }
     Component { id: homeScreen; HomeScreen {} }
     Component { id: listingScreen; ListingScreen { key: detail.key } }
     Component { id: placeholderScreen; PlaceholderScreen { key: detail.key } }
