@@ -214,7 +214,9 @@ QString html(const QString &markdown, const Style &style)
         // Narrow no-break spaces pad the number inside its chip.
         cursor.insertText(QStringLiteral("\u202f%1\u202f").arg(link->text), format);
     }
-    return document.toHtml();
+    // Rich text underlines every link unless told otherwise; chips and
+    // links here are told apart by colour instead.
+    return document.toHtml().replace(QStringLiteral("<a href="), QStringLiteral("<a style=\"text-decoration: none\" href="));
 }
 
 } // namespace AnswerMarkup

@@ -113,17 +113,21 @@ TEST(AnswerMarkup, AStreamingAnswerRendersWithoutStrayMarkers)
 
 TEST(AskTurns, APhaseIsToldByTheTurnsFields)
 {
-    using Turn = AskModel::Turn;
-    const QString lost = u"The connection was lost."_s;
-    const std::pair<Turn, QString> cases[] = {
-        {Turn{}, u"waiting"_s},
-        {Turn{.draft = u"Rent"_s}, u"streaming"_s},
-        {Turn{.answer = u"Rent is due."_s, .done = true}, u"answered"_s},
-        {Turn{.answer = u"Rent"_s, .draft = u"Rent"_s, .error = lost, .done = true}, u"failed"_s},
-        {Turn{.error = lost, .done = true}, u"failed"_s},
-        {Turn{.answer = u"Rent"_s, .draft = u"Rent"_s, .done = true}, u"stopped"_s},
-        {Turn{.done = true}, u"stopped"_s},
+    const auto turn = [](QString answer, QString draft, std::optional<QString> error, bool done) {
+        AskModel::Turn turn;
+        std::tie(turn.answer, turn.draft, turn.error, turn.done) = std::tie(answer, draft, error, done);
+        return turn;
     };
-    for (const auto &[turn, phase] : cases)
-        EXPECT_EQ(AskTurns::phaseName(turn), phase) << phase.toStdString();
+    const QString lost = u"The connection was lost."_s;
+    const std::pair<AskModel::Turn, QString> cases[] = {
+        {turn({}, {}, {}, false), u"waiting"_s},
+        {turn({}, u"Rent"_s, {}, false), u"streaming"_s},
+        {turn(u"Rent is due."_s, {}, {}, true), u"answered"_s},
+        {turn(u"Rent"_s, u"Rent"_s, lost, true), u"failed"_s},
+        {turn({}, {}, lost, true), u"failed"_s},
+        {turn(u"Rent"_s, u"Rent"_s, {}, true), u"stopped"_s},
+        {turn({}, {}, {}, true), u"stopped"_s},
+    };
+    for (const auto &[value, phase] : cases)
+        EXPECT_EQ(AskTurns::phaseName(value), phase) << phase.toStdString();
 }
