@@ -111,8 +111,10 @@ AskTurns::Row AskTurns::rowOf(const AskModel::Turn &turn) const
     const QString text = turn.done ? turn.answer : turn.draft;
     if (text.trimmed().isEmpty())
         return {turn, QString()};
-    // Text still streaming in is completed just enough to render cleanly.
-    const QString markdown = withCitationLinks(turn.done ? text : AnswerMarkup::completePartial(text));
+    // Text that was still streaming in, now or when it stopped or failed,
+    // is completed just enough to render cleanly.
+    const bool whole = phaseName(turn) == QLatin1String("answered");
+    const QString markdown = withCitationLinks(whole ? text : AnswerMarkup::completePartial(text));
     return {turn, AnswerMarkup::html(markdown, _style)};
 }
 

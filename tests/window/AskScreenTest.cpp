@@ -182,6 +182,7 @@ TEST_F(AskScreenTest, StopFailureAndNewChatKeepWhatTheyShould)
     EXPECT_EQ(lastTurn().answer, "Rent is paid on the **first");
     EXPECT_FALSE(item("askThinking:1")->isVisible());
     EXPECT_EQ(item("askSend")->property("stops"), false);
+    EXPECT_FALSE(textOf("askAnswer:1").contains("**")) << "a stopped answer is rendered as it stands";
 
     // A stream that breaks mid-answer: what came stays, the error is under
     // it, and the turns before it stay too.

@@ -65,20 +65,20 @@ Item {
         contentHeight: Math.max(height, introColumn.implicitHeight)
         clip: true
         boundsBehavior: Flickable.StopAtBounds
-        ColumnLayout {
+        Column {
             id: introColumn
             width: Math.min(intro.width, 560)
             x: (intro.width - width) / 2
             y: Math.max(0, (intro.height - implicitHeight) / 2)
             spacing: 22
             EmptyStateView {
-                Layout.fillWidth: true
+                width: parent.width
                 symbol: "sparkles"
                 title: "Ask about anything on your computer"
                 message: "Claude looks through your documents, screenshots, meeting notes and transcripts, and shows you where each answer came from."
             }
-            ColumnLayout {
-                Layout.fillWidth: true
+            Column {
+                width: parent.width
                 visible: app.hasAPIKey
                 spacing: 8
                 Repeater {
@@ -87,7 +87,7 @@ Item {
                         required property string modelData
                         required property int index
                         objectName: "askSuggestion:" + index
-                        Layout.alignment: Qt.AlignHCenter
+                        anchors.horizontalCenter: parent.horizontalCenter
                         text: modelData
                         onAction: screen.ask.send(modelData)
                     }

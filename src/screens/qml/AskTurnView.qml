@@ -175,8 +175,8 @@ ColumnLayout {
                         font.family: Theme.fontFamily
                         font.pixelSize: Theme.bodySize
                         elide: Text.ElideMiddle
-                        Layout.maximumWidth: implicitWidth
-                        Layout.fillWidth: true
+                        Layout.preferredWidth: implicitWidth
+                        Layout.minimumWidth: 60
                     }
                     Text {
                         text: source.modelData.detail
