@@ -99,7 +99,11 @@ ColumnLayout {
         selectedTextColor: Theme.accentText
         font.family: Theme.fontFamily
         font.pixelSize: Theme.bodySize + 1
-        onLinkActivated: link => askTurns.openLink(turn.index, link)
+        onLinkActivated: link => {
+            // A press on a chip selects nothing.
+            deselect()
+            askTurns.openLink(turn.index, link)
+        }
         HoverHandler { cursorShape: answer.hoveredLink.length > 0 ? Qt.PointingHandCursor : Qt.IBeamCursor }
     }
 
