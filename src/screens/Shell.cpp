@@ -1,6 +1,7 @@
 #include "screens/Shell.h"
 
 #include "app/AppModel.h"
+#include "screens/AskTurns.h"
 #include "screens/ClaudeSettings.h"
 #include "screens/CleanupSelection.h"
 #include "screens/DuplicateResults.h"
@@ -39,6 +40,7 @@ Shell::Shell(AppModel &app, QObject *parent)
     , m_duplicates(std::make_unique<DuplicateResults>(app))
     , m_cleanupSelection(std::make_unique<CleanupSelection>(*m_library))
     , m_folders(std::make_unique<FolderList>(app))
+    , m_askTurns(std::make_unique<AskTurns>(*app.ask()))
     , m_engine(std::make_unique<QQmlApplicationEngine>())
 {
     // The overview follows the library: a burst of changes reloads it once,
@@ -62,6 +64,7 @@ Shell::Shell(AppModel &app, QObject *parent)
     context->setContextProperty(QStringLiteral("inspectorFacts"), new InspectorFacts(m_app, this));
     context->setContextProperty(QStringLiteral("duplicates"), m_duplicates.get());
     context->setContextProperty(QStringLiteral("cleanupSelection"), m_cleanupSelection.get());
+    context->setContextProperty(QStringLiteral("askTurns"), m_askTurns.get());
     context->setContextProperty(QStringLiteral("shell"), this);
     context->setContextProperty(QStringLiteral("symbols"), new Symbols(this));
 }

@@ -19,6 +19,7 @@ class FolderList;
 class LibraryModel;
 class LibraryBrowserModel;
 class SearchResults;
+class AskTurns;
 class QQmlApplicationEngine;
 class QQuickWindow;
 class QSystemTrayIcon;
@@ -107,6 +108,7 @@ private:
     std::unique_ptr<DuplicateResults> m_duplicates;
     std::unique_ptr<CleanupSelection> m_cleanupSelection;
     std::unique_ptr<FolderList> m_folders;
+    std::unique_ptr<AskTurns> m_askTurns;
     std::unique_ptr<QQmlApplicationEngine> m_engine;
     std::unique_ptr<QMenu> m_trayMenu;
     std::unique_ptr<QSystemTrayIcon> m_tray;

@@ -84,6 +84,8 @@ const QHash<QString, QString> &table()
         {QStringLiteral("eye"), QStringLiteral("visibility")},
         {QStringLiteral("arrow.left"), QStringLiteral("arrow_back")},
         {QStringLiteral("arrow.right"), QStringLiteral("arrow_forward")},
+        {QStringLiteral("arrow.up"), QStringLiteral("arrow_upward")},
+        {QStringLiteral("square.and.pencil"), QStringLiteral("edit")},
         // The sources that files come from
         {QStringLiteral("envelope.fill"), QStringLiteral("mail")},
         {QStringLiteral("paperplane.fill"), QStringLiteral("send")},

@@ -54,7 +54,7 @@ TEST_F(WindowTest, SidebarRowsRouteTheDetailArea)
         {"largeFiles", "listing", "0 items"},
         {"folder:" + TestEnvironment::home() + "/Library", "listing", "items"},
         {"search", "search", ""},
-        {"ask", "placeholder", ""},
+        {"ask", "ask", ""},
         {"sources", "sources", ""},
         {"duplicates", "duplicates", ""},
         {"cleanup", "cleanup", ""},

@@ -7,20 +7,21 @@ Item {
     readonly property string key: app.selection
     readonly property var info: shell.itemInfo(key)
     // The screen on show, for the window test: "home", "listing", "search",
-    // "sources", "duplicates", "cleanup" or "placeholder".
+    // "sources", "ask", "duplicates", "cleanup" or "placeholder".
     readonly property string screen: !info.key ? "placeholder"
-        : key === "home" || key === "search" || key === "sources" || key === "duplicates" || key === "cleanup" ? key
+        : key === "home" || key === "search" || key === "sources" || key === "ask" || key === "duplicates" || key === "cleanup" ? key
         : info.listing ? "listing" : "placeholder"
 
     Loader {
         id: loader
         anchors.fill: parent
-        sourceComponent: ({home: homeScreen, listing: listingScreen, search: searchScreen, sources: sourcesScreen,
+        sourceComponent: ({home: homeScreen, listing: listingScreen, search: searchScreen, sources: sourcesScreen, ask: askScreen,
                           duplicates: duplicatesScreen, cleanup: cleanupScreen})[detail.screen]
                          || placeholderScreen
     }
     Component { id: searchScreen; SearchScreen {} }
     Component { id: sourcesScreen; SourcesScreen {} }
+    Component { id: askScreen; AskScreen {} }
     Component { id: homeScreen; HomeScreen {} }
     Component { id: duplicatesScreen; DuplicatesScreen {} }
     Component { id: cleanupScreen; CleanupScreen {} }
