@@ -46,7 +46,7 @@ TEST_F(WindowTest, SidebarRowsRouteTheDetailArea)
         {"sources", "sources", ""},
         {"duplicates", "placeholder", ""},
         {"cleanup", "placeholder", ""},
-        {"meetings", "placeholder", ""},
+        {"meetings", "meetings", ""},
         {"home", "home", ""},
     };
     int shot = 2;

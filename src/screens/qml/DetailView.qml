@@ -7,20 +7,21 @@ Item {
     readonly property string key: app.selection
     readonly property var info: shell.itemInfo(key)
     // The screen on show, for the window test: "home", "listing", "search",
-    // "sources" or "placeholder".
+    // "sources", "meetings" or "placeholder".
     readonly property string screen: !info.key ? "placeholder"
-        : key === "home" || key === "search" || key === "sources" ? key
+        : key === "home" || key === "search" || key === "sources" || key === "meetings" ? key
         : info.listing ? "listing" : "placeholder"
 
     Loader {
         id: loader
         anchors.fill: parent
-        sourceComponent: ({home: homeScreen, listing: listingScreen, search: searchScreen, sources: sourcesScreen})[detail.screen]
+        sourceComponent: ({home: homeScreen, listing: listingScreen, search: searchScreen, sources: sourcesScreen, meetings: meetingsScreen})[detail.screen]
                          || placeholderScreen
     }
     Component { id: searchScreen; SearchScreen {} }
     Component { id: sourcesScreen; SourcesScreen {} }
     Component { id: homeScreen; HomeScreen {} }
+    Component { id: meetingsScreen; MeetingsScreen {} }
     Component { id: listingScreen; ListingScreen { key: detail.key } }
     Component { id: placeholderScreen; PlaceholderScreen { key: detail.key } }
 }
