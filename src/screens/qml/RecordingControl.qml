@@ -67,7 +67,7 @@ Item {
                 color: Theme.text
                 font.family: Theme.fontFamily
                 font.pixelSize: Theme.bodySize
-                Timer { interval: 1000; running: elapsed.visible; repeat: true; onTriggered: elapsed.tick++ }
+                Timer { interval: 500; running: control.mode === "recording"; repeat: true; onTriggered: elapsed.tick++ }
             }
             Text { text: "You"; color: Theme.secondaryText; font.family: Theme.fontFamily; font.pixelSize: Theme.captionSize }
             LevelBars { objectName: "micLevel"; level: app.recorder.micLevel }
