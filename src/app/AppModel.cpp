@@ -6,21 +6,31 @@
 #include "claude/ClaudeClient.h"
 #include "core/AppSettings.h"
 #include "core/Defaults.h"
+#include "core/Format.h"
 #include "indexing/Indexer.h"
 #include "indexing/IndexingStatus.h"
 #include "meetings/MeetingModels.h"
+#include "meetings/MeetingRecorder.h"
 #include "meetings/MeetingStore.h"
 #include "search/SearchEngine.h"
 #include "search/SearchModel.h"
+#include "session/MeetingsModel.h"
+#include "session/RecorderLink.h"
 #include "store/IndexStore.h"
 #include "store/LibraryLock.h"
 #include "tidy/DuplicatesModel.h"
 #include "tidy/FileActions.h"
 #include "core/Tasks.h"
 
+#include <QClipboard>
+#include <QCoreApplication>
 #include <QDesktopServices>
 #include <QDir>
+#include <QEventLoop>
+#include <QGuiApplication>
 #include <QFileInfo>
+#include <QMetaEnum>
+#include <QTimer>
 
 AppModel::AppModel(AppSettings &settings, QObject *parent)
     : QObject(parent)
@@ -61,6 +71,14 @@ AppModel::AppModel(AppSettings &settings, QObject *parent)
     m_duplicates = std::make_unique<DuplicatesModel>(*m_store);
     connect(m_ask.get(), &AskModel::citationOpened, this, [this](const Citation &citation) { open(citation); });
 
+    // The meetings and their recorder, joined by the link: record and stop
+    // reach the recorder, its state and segments reach the meetings.
+    m_recorder = std::make_unique<MeetingRecorder>(*m_meetingStore);
+    m_meetings = std::make_unique<MeetingsModel>(*m_store, *m_claude, m_settings, [this] { return _hasAPIKey; });
+    m_recorderLink = std::make_shared<RecorderLink>(*m_recorder, *m_meetings);
+    m_meetings->setRecorder(m_recorderLink);
+    connect(m_recorder.get(), &MeetingRecorder::stateChanged, this, &AppModel::recordingChanged);
+
     _showOnboarding = !m_settings.onboardingComplete() && !isRunningTests();
     const auto key = APIKeyStore::shared().key();
     _hasAPIKey = key && !key->isEmpty();
@@ -74,7 +92,13 @@ AppModel::AppModel(AppSettings &settings, QObject *parent)
         m_toastTimer.start();
 }
 
-AppModel::~AppModel() = default;
+AppModel::~AppModel()
+{
+    // The link goes before the meetings and the recorder it joins.
+    m_recorderLink.reset();
+    m_meetings.reset();
+    m_recorder.reset();
+}
 
 bool AppModel::isRunningTests()
 {
@@ -393,7 +417,114 @@ void AppModel::open(const Citation &citation)
         openFileCitation(citation.ownerID);
         return;
     }
+    openMeeting(citation.ownerID);
+}
+
+void AppModel::openCitation(const QVariantMap &citation)
+{
+    const auto kind = citationKindFromRawValue(citation.value(QStringLiteral("kind")).toString());
+    if (!kind)
+        return;
+    Citation cited;
+    cited.kind = *kind;
+    cited.ownerID = citation.value(QStringLiteral("ownerID")).toString();
+    cited.title = citation.value(QStringLiteral("title")).toString();
+    open(cited);
+}
+
+void AppModel::openMeeting(const QString &id)
+{
     setSelection(SidebarItem(SidebarItem::Case::meetings));
+    m_meetings->reload();
+    if (m_meetings->selectedIDText() == id)
+        m_meetings->select(QString());
+    m_meetings->select(id);
+}
+
+bool AppModel::isRecording() const
+{
+    return m_recorder->state() != MeetingRecorder::State::idle;
+}
+
+QString AppModel::recorderState() const
+{
+    return QString::fromLatin1(QMetaEnum::fromType<MeetingRecorder::State>().valueToKey(int(m_recorder->state())));
+}
+
+void AppModel::newMeeting()
+{
+    setSelection(SidebarItem(SidebarItem::Case::meetings));
+    m_meetings->newMeeting(MeetingsModel::Start::quietly);
+}
+
+void AppModel::recordMeeting()
+{
+    setSelection(SidebarItem(SidebarItem::Case::meetings));
+    m_meetings->newMeeting(MeetingsModel::Start::recording);
+}
+
+void AppModel::copyMeetingMarkdown()
+{
+    MeetingSession *session = m_meetings->session();
+    if (!session || !QGuiApplication::clipboard())
+        return;
+    QGuiApplication::clipboard()->setText(session->markdownText());
+    setToast(QStringLiteral("Copied meeting notes"));
+}
+
+void AppModel::stopRecording()
+{
+    m_meetings->stopRecording();
+}
+
+void AppModel::toggleRecording()
+{
+    if (isRecording())
+        stopRecording();
+    else
+        recordMeeting();
+}
+
+void AppModel::finishRecordingBeforeQuit()
+{
+    if (!isRecording())
+        return;
+    const QString meetingID = m_recorder->meetingID();
+    // The recorder decodes what it heard last on threads of its own and
+    // reports back through the event loop, so the loop turns until it is
+    // idle, at most a minute.
+    QEventLoop loop;
+    QTimer limit;
+    limit.setSingleShot(true);
+    connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
+    connect(m_recorder.get(), &MeetingRecorder::stateChanged, &loop, [&] {
+        if (m_recorder->state() == MeetingRecorder::State::idle)
+            loop.quit();
+        else if (m_recorder->state() == MeetingRecorder::State::recording)
+            m_recorder->stop();
+    });
+    if (m_recorder->state() == MeetingRecorder::State::recording)
+        m_recorder->stop();
+    limit.start(60'000);
+    if (isRecording())
+        loop.exec();
+    m_recorder->finishWriting();
+    QCoreApplication::sendPostedEvents();
+    // The meeting ends now; its notes can be written from the screen later.
+    MeetingSession *session = m_meetings->session();
+    if (session && session->meetingID() == meetingID) {
+        session->finish(MeetingSession::Enhancement::skip);
+        return;
+    }
+    try {
+        if (auto meeting = m_meetingStore->meeting(meetingID)) {
+            meeting->ended = QDateTime::currentDateTime();
+            m_meetingStore->update(*meeting);
+            m_meetingStore->indexPassages(*meeting, Format::locale());
+        }
+    } catch (const std::exception &) {
+        // What was recorded is stored already; only the end time is missing.
+    }
 }
 
 namespace {

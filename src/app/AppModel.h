@@ -27,7 +27,10 @@ class DuplicatesModel;
 class IndexStore;
 class Indexer;
 class LibraryLock;
+class MeetingRecorder;
 class MeetingStore;
+class MeetingsModel;
+class RecorderLink;
 class SearchEngine;
 class SearchModel;
 struct Citation;
@@ -37,6 +40,8 @@ class AppModel : public QObject
     Q_OBJECT
     Q_MOC_INCLUDE("ask/AskModel.h")
     Q_MOC_INCLUDE("search/SearchModel.h")
+    Q_MOC_INCLUDE("meetings/MeetingRecorder.h")
+    Q_MOC_INCLUDE("session/MeetingsModel.h")
     Q_PROPERTY(QString toast READ toastText WRITE setToastText NOTIFY toastChanged)
     Q_PROPERTY(bool showOnboarding READ showOnboarding WRITE setShowOnboarding NOTIFY showOnboardingChanged)
     Q_PROPERTY(bool showInspector READ showInspector WRITE setShowInspector NOTIFY showInspectorChanged)
@@ -45,6 +50,12 @@ class AppModel : public QObject
     Q_PROPERTY(AppSettings *settings READ settings CONSTANT)
     Q_PROPERTY(SearchModel *search READ search CONSTANT)
     Q_PROPERTY(AskModel *ask READ ask CONSTANT)
+    Q_PROPERTY(MeetingsModel *meetings READ meetings CONSTANT)
+    Q_PROPERTY(MeetingRecorder *recorder READ recorder CONSTANT)
+    Q_PROPERTY(bool recording READ isRecording NOTIFY recordingChanged)
+    // The recorder's state by name: "idle", "preparing", "recording" or
+    // "stopping".
+    Q_PROPERTY(QString recorderState READ recorderState NOTIFY recordingChanged)
     // The selected sidebar item by its key ("home", "kind:image",
     // "folder:/path"); empty when nothing is selected.
     Q_PROPERTY(QString selection READ selectionKey WRITE setSelectionKey NOTIFY selectionChanged)
@@ -75,6 +86,12 @@ public:
     AskModel *ask() const { return m_ask.get(); }
     // The duplicates scan and the user's choices in it, for the session.
     DuplicatesModel *duplicates() const { return m_duplicates.get(); }
+    MeetingsModel *meetings() const { return m_meetings.get(); }
+    MeetingRecorder *recorder() const { return m_recorder.get(); }
+    // Whether the recorder is busy with a meeting: getting ready, recording
+    // or finishing the transcript.
+    bool isRecording() const;
+    QString recorderState() const;
 
     // "LarderDatabase" when it is set and not empty, else the default location.
     QUrl databaseURL() const;
@@ -180,8 +197,29 @@ public:
     // and the preview. An id that doesn't parse or names no file does nothing.
     void openFileCitation(const QString &ownerID);
     // A source Ask or a live answer cited: a file opens as above; a note or
-    // a transcript turns to the meetings.
+    // a transcript turns to the meetings and opens that meeting.
     void open(const Citation &citation);
+    // A citation as the screens hold it: {kind, ownerID, ...}.
+    Q_INVOKABLE void openCitation(const QVariantMap &citation);
+    // The meetings screen with that meeting open; opened afresh when it is
+    // the one open already.
+    void openMeeting(const QString &id);
+
+    // "New Meeting" (Ctrl+Shift+N): an empty meeting on the meetings screen.
+    Q_INVOKABLE void newMeeting();
+    // "Record Meeting": a new meeting, recorded at once.
+    Q_INVOKABLE void recordMeeting();
+    // "Copy as Markdown": the open meeting on the clipboard, with a toast.
+    Q_INVOKABLE void copyMeetingMarkdown();
+    // "Stop Recording": the recording ends and its notes are written.
+    Q_INVOKABLE void stopRecording();
+    // Ctrl+Shift+R: stops the recording when there is one, else records a
+    // new meeting.
+    Q_INVOKABLE void toggleRecording();
+    // Before the program quits: a recording in progress is stopped, its
+    // last words transcribed and stored, and the meeting finished, without
+    // waiting for Claude. Returns once that is done.
+    void finishRecordingBeforeQuit();
 
     // The commands of the window and the tray, for records handed over from
     // the screens as QVariants holding FileRecord.
@@ -213,6 +251,8 @@ Q_SIGNALS:
     void previewURLChanged();
     void previewURLsChanged();
     void hasAPIKeyChanged();
+    // The recorder started, stopped, or changed between those.
+    void recordingChanged();
     // The roots that indexing was started on.
     void indexingStarted(const QStringList &roots);
 
@@ -227,6 +267,12 @@ private:
     std::unique_ptr<MeetingStore> m_meetingStore;
     std::unique_ptr<SearchEngine> m_engine;
     std::unique_ptr<ClaudeClient> m_claude;
+    // The recorder outlives the meetings and the link between them, which
+    // both use it.
+    std::unique_ptr<MeetingRecorder> m_recorder;
+    std::unique_ptr<MeetingsModel> m_meetings;
+    // Shared, since the meetings hold it weakly.
+    std::shared_ptr<RecorderLink> m_recorderLink;
     // Last, since they use everything above until they end.
     std::unique_ptr<SearchModel> m_search;
     std::unique_ptr<AskModel> m_ask;

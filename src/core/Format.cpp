@@ -91,24 +91,55 @@ QString shortTime(const QDateTime &time, const QLocale &locale)
     return locale.toString(time.time(), QLocale::ShortFormat);
 }
 
-QString relativeTime(const QDateTime &time, const QDateTime &now, const QLocale &locale)
+QString dayHeading(const QDateTime &time, const QDateTime &now, const QLocale &locale)
 {
-    const qint64 seconds = std::max<qint64>(0, time.secsTo(now));
-    const auto ago = [](qint64 count, const char *unit) {
-        return QStringLiteral("%1 %2%3 ago").arg(count).arg(QLatin1String(unit), count == 1 ? QString() : QStringLiteral("s"));
+    const QDate day = time.toLocalTime().date();
+    const QDate today = now.toLocalTime().date();
+    if (day == today)
+        return QStringLiteral("Today");
+    if (day == today.addDays(-1))
+        return QStringLiteral("Yesterday");
+    // The locale's long date with its year and the year's separators taken
+    // out: "dddd, MMMM d, yyyy" becomes "dddd, MMMM d".
+    QString format = locale.dateFormat(QLocale::LongFormat);
+    static const QRegularExpression year(QStringLiteral("[\\s,./-]*y+[.年]?"),
+                                         QRegularExpression::UseUnicodePropertiesOption);
+    format.remove(year);
+    format = format.trimmed();
+    while (!format.isEmpty() && (format.front() == u',' || format.front() == u'.'))
+        format = format.mid(1).trimmed();
+    return locale.toString(day, format);
+}
+
+QString timeAgo(const QDateTime &time, const QDateTime &now)
+{
+    const auto counted = [](qint64 n, const char *unit) {
+        return n == 1 ? QStringLiteral("1 %1 ago").arg(QLatin1String(unit))
+                      : QStringLiteral("%1 %2s ago").arg(n).arg(QLatin1String(unit));
     };
+    const qint64 seconds = time.secsTo(now);
     if (seconds < 60)
-        return QStringLiteral("just now");
+        return QStringLiteral("now");
     if (seconds < 3600)
-        return ago(seconds / 60, "minute");
-    if (seconds < 86400)
-        return ago(seconds / 3600, "hour");
-    const qint64 days = seconds / 86400;
+        return counted(seconds / 60, "minute");
+    const qint64 days = time.toLocalTime().date().daysTo(now.toLocalTime().date());
+    if (days == 0)
+        return counted(seconds / 3600, "hour");
     if (days == 1)
         return QStringLiteral("yesterday");
     if (days < 7)
-        return ago(days, "day");
-    return date(time, locale);
+        return counted(days, "day");
+    if (days < 14)
+        return QStringLiteral("last week");
+    if (days < 30)
+        return counted(days / 7, "week");
+    if (days < 60)
+        return QStringLiteral("last month");
+    if (days < 365)
+        return counted(days / 30, "month");
+    if (days < 730)
+        return QStringLiteral("last year");
+    return counted(days / 365, "year");
 }
 
 QString folderOf(const QString &filePath, const QString &home)

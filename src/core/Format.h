@@ -35,11 +35,15 @@ QString completeDate(const QDateTime &time, const QLocale &locale = Format::loca
 // The time in the locale's short style: "4:38 AM", "04:38".
 QString shortTime(const QDateTime &time, const QLocale &locale = Format::locale());
 
-// How long ago a moment was, in words: "just now" under a minute, then
-// "5 minutes ago", "1 hour ago", "yesterday", "3 days ago", and the date
-// itself after a week.
-QString relativeTime(const QDateTime &time, const QDateTime &now = QDateTime::currentDateTime(),
-                     const QLocale &locale = Format::locale());
+// The heading of a day among others: "Today", "Yesterday", else the weekday,
+// the day and the month in full, in the locale's order and without the
+// year: "Monday, November 23", "Montag, 23. November".
+QString dayHeading(const QDateTime &time, const QDateTime &now, const QLocale &locale = Format::locale());
+
+// How long ago, in words: "now", "5 minutes ago", "2 hours ago",
+// "yesterday", "3 days ago", "last week", "2 months ago", "last year". A
+// time ahead of now reads "now".
+QString timeAgo(const QDateTime &time, const QDateTime &now);
 
 // The folder that holds a file, the home folder shown as "~":
 // "/home/ada/Documents/a.pdf" -> "~/Documents".

@@ -41,7 +41,10 @@ int run(int &argc, char **argv)
     Shell shell(model);
     if (!shell.show())
         return 1;
-    return QApplication::exec();
+    const int status = QApplication::exec();
+    // Quitting while a meeting is recorded keeps what was said so far.
+    model.finishRecordingBeforeQuit();
+    return status;
 }
 
 } // namespace DesktopApp

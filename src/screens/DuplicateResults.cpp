@@ -131,7 +131,7 @@ QString DuplicateResults::subtitle() const
     if (!lastScan)
         return QStringLiteral("Identical files and similar photos");
     return Format::byteCount(m_model.reclaimableBytes()) + QStringLiteral(" in copies · scanned ")
-        + Format::relativeTime(*lastScan);
+        + Format::timeAgo(*lastScan, QDateTime::currentDateTime());
 }
 
 int DuplicateResults::removalCount() const

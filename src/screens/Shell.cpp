@@ -11,6 +11,7 @@
 #include "screens/InspectorFacts.h"
 #include "screens/LibraryBrowserModel.h"
 #include "screens/LibraryModel.h"
+#include "screens/MeetingItems.h"
 #include "screens/SearchResults.h"
 #include "screens/Symbols.h"
 #include "screens/ThumbnailProvider.h"
@@ -67,6 +68,7 @@ Shell::Shell(AppModel &app, QObject *parent)
     context->setContextProperty(QStringLiteral("askTurns"), m_askTurns.get());
     context->setContextProperty(QStringLiteral("shell"), this);
     context->setContextProperty(QStringLiteral("symbols"), new Symbols(this));
+    context->setContextProperty(QStringLiteral("meetingItems"), new MeetingItems(this));
 }
 
 Shell::~Shell()
@@ -173,21 +175,26 @@ void Shell::showAbout()
 
 void Shell::makeTrayIcon()
 {
-    // A tray needs a widget application and a desktop that shows one;
-    // without either the window is all there is.
-    if (!qobject_cast<QApplication *>(QCoreApplication::instance()) || !QSystemTrayIcon::isSystemTrayAvailable())
+    connect(&m_app, &AppModel::recordingChanged, this, &Shell::showRecordingState);
+    showRecordingState();
+    // The menu needs a widget application; without one the window is all
+    // there is.
+    if (!qobject_cast<QApplication *>(QCoreApplication::instance()))
         return;
     m_trayMenu = std::make_unique<QMenu>();
+    m_recordingLabel = m_trayMenu->addAction(QStringLiteral("Recording meeting…"));
+    m_recordingLabel->setEnabled(false);
+    m_stopAction = m_trayMenu->addAction(QStringLiteral("Stop Recording"), this, [this] { m_app.stopRecording(); });
+    m_recordAction = m_trayMenu->addAction(QStringLiteral("Record Meeting"), this, [this] {
+        m_app.recordMeeting();
+        raiseWindow();
+    });
     m_trayMenu->addAction(QStringLiteral("Search Files…"), this, [this] {
         m_app.showSearch();
         raiseWindow();
     });
     m_trayMenu->addAction(QStringLiteral("Ask Larder…"), this, [this] {
         m_app.setSelection(SidebarItem(SidebarItem::Case::ask));
-        raiseWindow();
-    });
-    m_trayMenu->addAction(QStringLiteral("Record Meeting"), this, [this] {
-        m_app.setSelection(SidebarItem(SidebarItem::Case::meetings));
         raiseWindow();
     });
     m_trayMenu->addSeparator();
@@ -197,14 +204,36 @@ void Shell::makeTrayIcon()
     });
     QAction *quit = m_trayMenu->addAction(QStringLiteral("Quit Juniper Larder"), qApp, &QCoreApplication::quit);
     quit->setShortcut(QKeySequence(QStringLiteral("Ctrl+Q")));
-    m_tray = std::make_unique<QSystemTrayIcon>(Symbols::icon(QStringLiteral("house"), QColor(0x2f, 0x7c, 0xf6)));
-    m_tray->setToolTip(QStringLiteral("Juniper Larder"));
-    m_tray->setContextMenu(m_trayMenu.get());
-    connect(m_tray.get(), &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
-        if (reason == QSystemTrayIcon::Trigger)
-            raiseWindow();
-    });
-    m_tray->show();
+
+    // The icon itself only where the desktop shows a tray.
+    if (QSystemTrayIcon::isSystemTrayAvailable()) {
+        m_tray = std::make_unique<QSystemTrayIcon>();
+        m_tray->setContextMenu(m_trayMenu.get());
+        connect(m_tray.get(), &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
+            if (reason == QSystemTrayIcon::Trigger)
+                raiseWindow();
+        });
+    }
+    showRecordingState();
+    if (m_tray)
+        m_tray->show();
+}
+
+void Shell::showRecordingState()
+{
+    const bool recording = m_app.isRecording();
+    m_trayState = recording ? QStringLiteral("waveform.circle.fill") : QStringLiteral("house");
+    if (!m_trayMenu)
+        return;
+    m_recordingLabel->setVisible(recording);
+    m_stopAction->setVisible(recording);
+    m_recordAction->setVisible(!recording);
+    if (!m_tray)
+        return;
+    m_tray->setIcon(recording ? Symbols::icon(m_trayState, QColor(0xe5, 0x39, 0x35))
+                              : Symbols::icon(m_trayState, QColor(0x2f, 0x7c, 0xf6)));
+    m_tray->setToolTip(recording ? QStringLiteral("Juniper Larder: recording meeting…")
+                                 : QStringLiteral("Juniper Larder"));
 }
 
 QVariantList Shell::sidebarSections() const

@@ -23,6 +23,7 @@ class AskTurns;
 class QQmlApplicationEngine;
 class QQuickWindow;
 class QSystemTrayIcon;
+class QAction;
 class QMenu;
 
 class Shell : public QObject
@@ -57,6 +58,12 @@ public:
     QQmlApplicationEngine &engine() const { return *m_engine; }
     // Null where the desktop has no tray, or without a widget application.
     QSystemTrayIcon *trayIcon() const { return m_tray.get(); }
+    // The tray's menu, there with a widget application even where the
+    // desktop shows no tray.
+    QMenu *trayMenu() const { return m_trayMenu.get(); }
+    // The tray icon's symbol, kept without a tray too: "waveform.circle.fill" while a meeting is
+    // recorded, "house" at other times.
+    QString traySymbol() const { return m_trayState; }
 
     // A listing for the sidebar item of the key, owned by the screen that
     // asked for it; null for an item that isn't a listing.
@@ -101,6 +108,8 @@ Q_SIGNALS:
 private:
     void onFirstFrame();
     void makeTrayIcon();
+    // The tray's icon and menu follow the recorder.
+    void showRecordingState();
 
     AppModel &m_app;
     std::unique_ptr<LibraryModel> m_library;
@@ -112,5 +121,9 @@ private:
     std::unique_ptr<QQmlApplicationEngine> m_engine;
     std::unique_ptr<QMenu> m_trayMenu;
     std::unique_ptr<QSystemTrayIcon> m_tray;
+    QAction *m_recordingLabel = nullptr;
+    QAction *m_stopAction = nullptr;
+    QAction *m_recordAction = nullptr;
+    QString m_trayState;
     bool m_launched = false;
 };

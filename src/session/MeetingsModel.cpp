@@ -79,20 +79,21 @@ void MeetingsModel::setSession(MeetingSession *session)
 {
     if (_session == session)
         return;
+    // The screens learn of the new session before the old one goes, so that
+    // nothing shown reads a session that is gone.
+    MeetingSession *leaving = std::exchange(_session, session);
+    Q_EMIT sessionChanged();
     // Notes being written for the old session are still saved when they
     // come; answers still being looked up are dropped with it.
-    if (_session && _session->enhancing()) {
-        MeetingSession *leaving = _session;
+    if (leaving && leaving->enhancing()) {
         m_finishing.append(leaving);
         connect(leaving, &MeetingSession::enhanceEnded, this, [this, leaving] {
             if (m_finishing.removeOne(leaving))
                 leaving->deleteLater();
         });
     } else {
-        delete _session;
+        delete leaving;
     }
-    _session = session;
-    Q_EMIT sessionChanged();
 }
 
 std::optional<QString> MeetingsModel::newMeeting(Start start)

@@ -32,18 +32,31 @@ TEST(Format, DatesInTheLocalesMediumStyle)
         EXPECT_EQ(Format::dateTime(time, locale), text) << locale.name().toStdString();
 }
 
-// Whole units, rounded down, with the singular at one; a week on, the date.
-TEST(Format, RelativeTimesInWords)
+// A day among others: today and yesterday by the calendar, not by 24 hours,
+// else weekday, day and month in the locale's order, without the year.
+TEST(Format, DayHeadingsAndTimesAgo)
 {
-    const QLocale english(QLocale::English, QLocale::UnitedStates);
-    const QDateTime now(QDate(2026, 11, 23), QTime(12, 0));
-    const std::pair<qint64, QString> cases[] = {
-        {-30, "just now"}, {0, "just now"}, {59, "just now"}, {60, "1 minute ago"}, {119, "1 minute ago"},
-        {3599, "59 minutes ago"}, {3600, "1 hour ago"}, {86399, "23 hours ago"}, {86400, "yesterday"},
-        {2 * 86400, "2 days ago"}, {7 * 86400, "Nov 16, 2026"},
+    const QDateTime now(QDate(2026, 11, 23), QTime(0, 30));
+    const QLocale us(QLocale::English, QLocale::UnitedStates);
+    const std::pair<QDateTime, QString> days[] = {
+        {now.addSecs(-3600), "Yesterday"}, // 23:30, an hour ago, but another day
+        {QDateTime(QDate(2026, 11, 23), QTime(0, 1)), "Today"},
+        {QDateTime(QDate(2026, 11, 21), QTime(9, 0)), "Saturday, November 21"},
+        {QDateTime(QDate(2025, 11, 21), QTime(9, 0)), "Friday, November 21"},
     };
-    for (const auto &[secondsAgo, text] : cases)
-        EXPECT_EQ(Format::relativeTime(now.addSecs(-secondsAgo), now, english), text) << secondsAgo;
+    for (const auto &[time, text] : days)
+        EXPECT_EQ(Format::dayHeading(time, now, us), text) << time.toString().toStdString();
+    EXPECT_EQ(Format::dayHeading(days[2].first, now, QLocale(QLocale::German, QLocale::Germany)), "Samstag, 21. November");
+    EXPECT_EQ(Format::dayHeading(days[2].first, now, QLocale(QLocale::English, QLocale::UnitedKingdom)), "Saturday, 21 November");
+
+    const std::pair<qint64, QString> ago[] = {
+        {-50, "now"}, {30, "now"}, {60, "1 minute ago"}, {25 * 60, "25 minutes ago"},
+        {31 * 60, "31 minutes ago"}, {2 * 3600, "yesterday"}, {2 * 86400, "2 days ago"}, {9 * 86400, "last week"}, {20 * 86400, "2 weeks ago"},
+        {40 * 86400, "last month"}, {100 * 86400, "3 months ago"}, {400 * 86400, "last year"}, {800 * 86400, "2 years ago"},
+    };
+    for (const auto &[seconds, text] : ago)
+        EXPECT_EQ(Format::timeAgo(now.addSecs(-seconds), now), text) << seconds;
+    EXPECT_EQ(Format::timeAgo(now.addSecs(3 * 3600), now.addSecs(10 * 3600)), "7 hours ago");
 }
 
 // Decimal fractions count exactly: in binary floating point 8.11k is

@@ -58,7 +58,7 @@ TEST_F(WindowTest, SidebarRowsRouteTheDetailArea)
         {"sources", "sources", ""},
         {"duplicates", "duplicates", ""},
         {"cleanup", "cleanup", ""},
-        {"meetings", "placeholder", ""},
+        {"meetings", "meetings", ""},
         {"home", "home", ""},
     };
     int shot = 2;

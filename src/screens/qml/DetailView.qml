@@ -7,16 +7,17 @@ Item {
     readonly property string key: app.selection
     readonly property var info: shell.itemInfo(key)
     // The screen on show, for the window test: "home", "listing", "search",
-    // "sources", "ask", "duplicates", "cleanup" or "placeholder".
+    // "sources", "ask", "duplicates", "cleanup", "meetings" or "placeholder".
     readonly property string screen: !info.key ? "placeholder"
-        : key === "home" || key === "search" || key === "sources" || key === "ask" || key === "duplicates" || key === "cleanup" ? key
+        : key === "home" || key === "search" || key === "sources" || key === "ask" || key === "duplicates" || key === "cleanup"
+          || key === "meetings" ? key
         : info.listing ? "listing" : "placeholder"
 
     Loader {
         id: loader
         anchors.fill: parent
         sourceComponent: ({home: homeScreen, listing: listingScreen, search: searchScreen, sources: sourcesScreen, ask: askScreen,
-                          duplicates: duplicatesScreen, cleanup: cleanupScreen})[detail.screen]
+                          duplicates: duplicatesScreen, cleanup: cleanupScreen, meetings: meetingsScreen})[detail.screen]
                          || placeholderScreen
     }
     Component { id: searchScreen; SearchScreen {} }
@@ -25,6 +26,7 @@ Item {
     Component { id: homeScreen; HomeScreen {} }
     Component { id: duplicatesScreen; DuplicatesScreen {} }
     Component { id: cleanupScreen; CleanupScreen {} }
+    Component { id: meetingsScreen; MeetingsScreen {} }
     Component { id: listingScreen; ListingScreen { key: detail.key } }
     Component { id: placeholderScreen; PlaceholderScreen { key: detail.key } }
 }

@@ -46,8 +46,13 @@ MenuBar {
     }
     Menu {
         title: "Meetings"
-        Action { text: "New Meeting"; shortcut: "Ctrl+Shift+N"; onTriggered: app.selection = "meetings" }
-        Action { text: "Record Meeting"; shortcut: "Ctrl+Shift+R"; onTriggered: app.selection = "meetings" }
+        Action { objectName: "newMeetingCommand"; text: "New Meeting"; shortcut: "Ctrl+Shift+N"; onTriggered: app.newMeeting() }
+        Action {
+            objectName: "recordCommand"
+            text: app.recording ? "Stop Recording" : "Record Meeting"
+            shortcut: "Ctrl+Shift+R"
+            onTriggered: app.toggleRecording()
+        }
     }
     Menu {
         title: "Edit"
