@@ -12,6 +12,8 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -344,8 +346,8 @@ TEST(FileWatcherLimits, RunningOutOfWatchesIsReportedAndWatchingGoesOn)
 }
 
 // The indexer runs out of watches: the status says so in the user's words,
-// and an explicit scan still finds what changed in the folders it couldn't
-// follow. The test runs itself again, alone, in a user namespace of its own
+// as do `larder index` and `larder status`, and an explicit scan still finds
+// what changed in the folders it couldn't follow. The test runs itself again, alone, in a user namespace of its own
 // with room for three watches (the root and two of its six folders).
 TEST_F(IndexerTest, OutOfWatchesTheStatusSaysSoAndScansStillFollowTheDisk)
 {
@@ -398,4 +400,15 @@ TEST_F(IndexerTest, OutOfWatchesTheStatusSaysSoAndScansStillFollowTheDisk)
         EXPECT_TRUE(hasRow(file(i, "new.txt"))) << i;
     }
     EXPECT_EQ(status.lastError(), FileWatcher::outOfWatchesMessage()) << "still short of watches";
+
+    // The command line, in the same namespace, says it too and keeps it for `larder status`.
+    indexer.reset();
+    const QString database = outside.path() + u"/Library.sqlite"_s;
+    const TestEnvironment::ProgramResult index =
+        TestEnvironment::runLarder({u"--database"_s, database, u"index"_s, u"--roots"_s, root});
+    EXPECT_EQ(index.exitCode, 1) << index.err.toStdString();
+    EXPECT_TRUE(index.err.contains(FileWatcher::outOfWatchesMessage())) << index.err.toStdString();
+    const TestEnvironment::ProgramResult report =
+        TestEnvironment::runLarder({u"--database"_s, database, u"status"_s, u"--json"_s});
+    EXPECT_EQ(QJsonDocument::fromJson(report.out.toUtf8())[u"lastError"_s].toString(), FileWatcher::outOfWatchesMessage());
 }
