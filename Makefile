@@ -7,7 +7,7 @@ FUZZ_RUNS  ?= 1000000
 
 PREFIX     ?= $(HOME)/.local
 
-.PHONY: run test test-asan bench build deps clean install crash-loop fuzz
+.PHONY: run test test-asan bench build deps clean install crash-loop fuzz scale
 
 # Builds the program and opens its window.
 run: build
@@ -44,6 +44,14 @@ crash-loop: deps
 	cmake -S . -B $(BUILD) -G Ninja
 	cmake --build $(BUILD) -j $(JOBS) --target larder bench_index_memory
 	bench/crash-loop $(BUILD)
+
+# A library of a million files: scans, searches, listings and duplicates
+# beside their references (SCALE_FILES files; the tree is made under /tmp).
+SCALE_FILES ?= 1000000
+scale: deps
+	cmake -S . -B $(BUILD) -G Ninja
+	cmake --build $(BUILD) -j $(JOBS) --target larder bench_scale
+	$(BUILD)/bench/bench_scale $(SCALE_FILES)
 
 build: deps
 	cmake -S . -B $(BUILD) -G Ninja

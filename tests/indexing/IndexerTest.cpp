@@ -12,6 +12,8 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -22,6 +24,8 @@
 #include <atomic>
 #include <fcntl.h>
 #include <future>
+#include <string>
+#include <vector>
 #include <sched.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -45,6 +49,21 @@ ExtractionWorker::Result readBytes(const FileRecord &record, const CancellationT
 bool eventually(const std::function<bool()> &condition)
 {
     return TestEnvironment::waitUntil(condition, 15000);
+}
+
+// In the calling process, single-threaded since a fork: enters a user
+// namespace of its own, where the limit on inotify watches can be lowered
+// without touching the machine's. False where user namespaces aren't allowed.
+bool enterNamespaceWithWatchLimit(const char *limit)
+{
+    const auto writeTo = [](const char *path, const char *text) {
+        const int fd = ::open(path, O_WRONLY);
+        const bool ok = fd >= 0 && ::write(fd, text, strlen(text)) == ssize_t(strlen(text));
+        ::close(fd);
+        return ok;
+    };
+    return ::unshare(CLONE_NEWUSER) == 0 && writeTo("/proc/self/setgroups", "deny") && writeTo("/proc/self/uid_map", "0 0 1")
+           && writeTo("/proc/self/gid_map", "0 0 1") && writeTo("/proc/sys/user/max_inotify_watches", limit);
 }
 
 class IndexerTest : public ::testing::Test
@@ -304,15 +323,7 @@ TEST(FileWatcherLimits, RunningOutOfWatchesIsReportedAndWatchingGoesOn)
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-        const auto writeTo = [](const char *path, const char *text) {
-            const int fd = ::open(path, O_WRONLY);
-            const bool ok = fd >= 0 && ::write(fd, text, strlen(text)) == ssize_t(strlen(text));
-            ::close(fd);
-            return ok;
-        };
-        if (::unshare(CLONE_NEWUSER) != 0 || !writeTo("/proc/self/setgroups", "deny")
-            || !writeTo("/proc/self/uid_map", "0 0 1") || !writeTo("/proc/self/gid_map", "0 0 1")
-            || !writeTo("/proc/sys/user/max_inotify_watches", "3"))
+        if (!enterNamespaceWithWatchLimit("3"))
             ::_exit(77);
         std::atomic_bool seen = false;
         QStringList failures; // written during start(), on this thread
@@ -332,4 +343,72 @@ TEST(FileWatcherLimits, RunningOutOfWatchesIsReportedAndWatchingGoesOn)
     if (WEXITSTATUS(status) == 77)
         GTEST_SKIP() << "this machine allows no user namespaces";
     EXPECT_EQ(WEXITSTATUS(status), 0) << "1: not reported, 2: the watched root went quiet";
+}
+
+// The indexer runs out of watches: the status says so in the user's words,
+// as do `larder index` and `larder status`, and an explicit scan still finds
+// what changed in the folders it couldn't follow. The test runs itself again, alone, in a user namespace of its own
+// with room for three watches (the root and two of its six folders).
+TEST_F(IndexerTest, OutOfWatchesTheStatusSaysSoAndScansStillFollowTheDisk)
+{
+    if (qEnvironmentVariableIsEmpty("LARDER_TEST_WATCH_LIMIT")) {
+        // Everything the child needs is made before the fork.
+        const ::testing::TestInfo *test = ::testing::UnitTest::GetInstance()->current_test_info();
+        const std::string filter = std::string("--gtest_filter=") + test->test_suite_name() + '.' + test->name();
+        std::vector<std::string> environment{"LARDER_TEST_WATCH_LIMIT=3"};
+        for (char **variable = environ; *variable; ++variable)
+            environment.emplace_back(*variable);
+        std::vector<char *> envp;
+        for (std::string &variable : environment)
+            envp.push_back(variable.data());
+        envp.push_back(nullptr);
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            if (!enterNamespaceWithWatchLimit("3"))
+                ::_exit(77);
+            ::execle("/proc/self/exe", "test_indexing", filter.c_str(), static_cast<char *>(nullptr), envp.data());
+            ::_exit(78);
+        }
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        ASSERT_TRUE(WIFEXITED(status));
+        if (WEXITSTATUS(status) == 77)
+            GTEST_SKIP() << "the limit on watches can't be lowered here: this machine allows no user namespaces";
+        EXPECT_EQ(WEXITSTATUS(status), 0) << "the run in the namespace failed (78: it couldn't start)";
+        return;
+    }
+
+    const auto file = [&](int folder, const char *name) { return at(u"f%1/"_s.arg(folder) + QLatin1String(name)); };
+    for (int i = 0; i < 6; ++i)
+        writeFile(file(i, "kept.txt"), "one");
+    make();
+    startAndSettle({root});
+    ASSERT_TRUE(indexer->isWatching());
+    ASSERT_TRUE(eventually([&] { return status.lastError().has_value(); }));
+    EXPECT_EQ(status.lastError(), FileWatcher::outOfWatchesMessage());
+    EXPECT_EQ(status.lastErrorText(), FileWatcher::outOfWatchesMessage()) << "the property the screens show";
+    EXPECT_EQ(IndexingReport::load(at("Library.sqlite")).lastError, status.lastError()) << "what `larder status` shows";
+
+    for (int i = 0; i < 6; ++i) {
+        writeFile(file(i, "kept.txt"), "one and more");
+        writeFile(file(i, "new.txt"), "new");
+    }
+    startAndSettle({root});
+    for (int i = 0; i < 6; ++i) {
+        EXPECT_EQ(size(file(i, "kept.txt")), 12) << i;
+        EXPECT_TRUE(hasRow(file(i, "new.txt"))) << i;
+    }
+    EXPECT_EQ(status.lastError(), FileWatcher::outOfWatchesMessage()) << "still short of watches";
+
+    // The command line, in the same namespace, says it too and keeps it for `larder status`.
+    indexer.reset();
+    const QString database = outside.path() + u"/Library.sqlite"_s;
+    const TestEnvironment::ProgramResult index =
+        TestEnvironment::runLarder({u"--database"_s, database, u"index"_s, u"--roots"_s, root});
+    EXPECT_EQ(index.exitCode, 1) << index.err.toStdString();
+    EXPECT_TRUE(index.err.contains(FileWatcher::outOfWatchesMessage())) << index.err.toStdString();
+    const TestEnvironment::ProgramResult report =
+        TestEnvironment::runLarder({u"--database"_s, database, u"status"_s, u"--json"_s});
+    EXPECT_EQ(QJsonDocument::fromJson(report.out.toUtf8())[u"lastError"_s].toString(), FileWatcher::outOfWatchesMessage());
 }

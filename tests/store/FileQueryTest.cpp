@@ -21,15 +21,17 @@ TEST(FilterCompiler, EveryClauseSelectsOnARealTable)
         r.isScreenshot = opened == 150;
         store->files().upsert({r}, u"/"_s, 1);
     };
-    // "é" as e + combining accent, and a character outside the BMP: folders
-    // are measured in scalars.
+    // "é" as e + combining accent, and a character outside the BMP; beside
+    // a folder, names that sort right after it ("x", and "0", which follows
+    // the slash).
     add(u"/Cafe\u0301/a.png"_s, 10, FileKind::image, 150, u"gmail"_s);
     add(u"/Cafe\u0301x/b.png"_s, 20, FileKind::image);
+    add(u"/Cafe\u03010/f.bin"_s, 40, FileKind::other);
     add(u"/other/c.png"_s, 10, FileKind::image, 50);
     add(u"/\U0001F600/d.pdf"_s, 15, FileKind::document, {}, u"web:b.example"_s);
     add(u"/other/e.mkv"_s, 30, FileKind::video);
 
-    const QStringList all{"a.png", "b.png", "c.png", "d.pdf", "e.mkv"};
+    const QStringList all{"a.png", "b.png", "c.png", "d.pdf", "e.mkv", "f.bin"};
     const QSet<QString> sources{"gmail", "web:b.example"};
     const std::pair<FileFilter, QStringList> cases[] = {
         {{}, all},
