@@ -261,8 +261,12 @@ TEST_F(SettingsScreenTest, SettingsChangedOnScreenAreKeptInTheSettingsFile)
         SCOPED_TRACE(toggle.toggle.toStdString());
         click("settingsTab:" + toggle.tab);
         ASSERT_TRUE((m_settings.get()->*toggle.value)());
-        click(toggle.toggle);
-        EXPECT_FALSE((m_settings.get()->*toggle.value)());
+        // Pressed again should the tab still be laying out under the press.
+        EXPECT_TRUE(waitUntil([&] {
+            if ((m_settings.get()->*toggle.value)())
+                click(toggle.toggle);
+            return !(m_settings.get()->*toggle.value)();
+        }));
         EXPECT_FALSE(item(toggle.toggle)->property("checked").toBool());
         EXPECT_EQ(stored(toggle.key), QJsonValue(false));
     }
