@@ -57,10 +57,12 @@ SearchModel::SearchModel(const SearchEngine &engine, const ClaudeClient &claude,
     , m_settings(settings)
     , m_hasKey(std::move(hasKey))
     , m_localDelay(new Debouncer(localDelayMs, this))
+    , m_localStart(new Debouncer(localDelayMs / 2, this))
     , m_claudeDelay(new Debouncer(claudeDelayMs, this))
     , m_calls(std::make_unique<CallThreads>())
 {
     m_localDelay->setObjectName(QStringLiteral("localSearchDelay"));
+    m_localStart->setObjectName(QStringLiteral("localSearchStart"));
     m_claudeDelay->setObjectName(QStringLiteral("claudeStepDelay"));
 }
 
@@ -108,6 +110,8 @@ void SearchModel::textEdited()
     if (trimmed.isEmpty()) {
         m_localTask.cancel();
         m_localDelay->cancel();
+        m_localStart->cancel();
+        m_localOutcome.reset();
         setQuery(SearchQuery{});
         setResults({});
         setPhase(Phase::idle);
@@ -127,45 +131,82 @@ void SearchModel::startLocalSearch(int delayMs)
 {
     m_localTask.cancel();
     m_localDelay->cancel();
+    m_localStart->cancel();
+    m_localOutcome.reset();
+    m_localStarted = false;
+    m_showWhenIn = false;
     setPhase(Phase::searching);
     const SearchQuery query = _query;
-    if (delayMs > 0)
-        m_localDelay->call([this, query](const CancellationToken &) { runLocalSearch(query); });
-    else
-        runLocalSearch(query);
+    if (delayMs > 0) {
+        m_localStart->call([this, query](const CancellationToken &) { runLocalSearch(query); });
+        m_localDelay->call([this, query](const CancellationToken &) {
+            if (!m_localStarted)
+                runLocalSearch(query);
+            showLocalResults();
+        });
+        return;
+    }
+    runLocalSearch(query);
+    showLocalResults();
 }
 
 void SearchModel::runLocalSearch(const SearchQuery &query)
 {
+    m_localStart->cancel();
+    m_localStarted = true;
     m_localTask = CancellationToken();
     const SearchEngine *engine = &m_engine;
     Tasks::run(
         Tasks::Priority::UserInitiated,
         [this, engine, query](const CancellationToken &token) {
-            QList<FileHit> hits;
-            QString suggestion;
+            LocalOutcome outcome;
             // The local path never fails visibly: a store error shows as no results.
             try {
-                hits = engine->search(query, resultLimit);
-                // Nothing found: perhaps a word was misspelt.
-                if (hits.isEmpty() && !query.keywords.isEmpty() && !token.isCancelled()) {
-                    if (const auto other = SpellingSuggester(engine->store()).suggestion(query))
-                        suggestion = other->raw;
-                }
+                outcome.hits = engine->search(query, resultLimit);
             } catch (const std::exception &) {
             }
             if (token.isCancelled())
                 return;
-            Tasks::deliver(this, token, [this, hits, suggestion] {
-                if (!_aiAnswered) {
-                    setResults(hits);
+            Tasks::deliver(this, token, [this, outcome] {
+                m_localOutcome = outcome;
+                if (m_showWhenIn)
+                    showLocalResults();
+            });
+            // Nothing found: perhaps a word was misspelt. The library's own
+            // spelling follows the empty results, which don't wait for it.
+            if (!outcome.hits.isEmpty() || query.keywords.isEmpty())
+                return;
+            std::optional<SearchQuery> other;
+            try {
+                other = SpellingSuggester(engine->store()).suggestion(query);
+            } catch (const std::exception &) {
+            }
+            if (!other)
+                return;
+            Tasks::deliver(this, token, [this, suggestion = other->raw] {
+                if (m_localOutcome)
+                    m_localOutcome->suggestion = suggestion;
+                else if (_results.isEmpty() && !_aiAnswered)
                     setSuggestion(suggestion);
-                }
-                if (_phase == Phase::searching)
-                    setPhase(Phase::done);
             });
         },
         m_localTask);
+}
+
+void SearchModel::showLocalResults()
+{
+    if (!m_localOutcome) {
+        m_showWhenIn = true;
+        return;
+    }
+    m_showWhenIn = false;
+    const LocalOutcome outcome = *std::exchange(m_localOutcome, std::nullopt);
+    if (!_aiAnswered) {
+        setResults(outcome.hits);
+        setSuggestion(outcome.suggestion);
+    }
+    if (_phase == Phase::searching)
+        setPhase(Phase::done);
 }
 
 void SearchModel::submit()

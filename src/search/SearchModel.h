@@ -1,6 +1,7 @@
 // The state behind the search screen. It runs three overlapping activities:
-// an instant local search while the user types (0.12 s after the last
-// change), an automatic Claude step when typing pauses (1.1 s, for requests
+// an instant local search while the user types (shown 0.12 s after the
+// last change, and run from halfway through that pause so that its results
+// are ready when the pause ends), an automatic Claude step when typing pauses (1.1 s, for requests
 // of three words or more with words left to look for, when a key exists),
 // and the same Claude step on Return. A slow answer never overwrites a newer
 // one: every task is cancelled when it is replaced, each hand-back re-checks
@@ -99,6 +100,9 @@ private:
     void textEdited();
     void startLocalSearch(int delayMs);
     void runLocalSearch(const SearchQuery &query);
+    // The local results of the present query on screen: at once when they
+    // are in, else as soon as they come.
+    void showLocalResults();
     void startClaudeStep(const QString &text, const SearchQuery &query);
     void planArrived(const ClaudeStep &step);
     void candidatesArrived(const ClaudeStep &step, const QList<FileHit> &candidates);
@@ -125,8 +129,19 @@ private:
     AppSettings &m_settings;
     KeyPresence m_hasKey;
     Debouncer *m_localDelay;
+    Debouncer *m_localStart;
     Debouncer *m_claudeDelay;
     CancellationToken m_localTask;
+    // A local search of the present query that has run, and what it found,
+    // waiting for its moment to be shown.
+    struct LocalOutcome
+    {
+        QList<FileHit> hits;
+        QString suggestion;
+    };
+    std::optional<LocalOutcome> m_localOutcome;
+    bool m_localStarted = false;
+    bool m_showWhenIn = false;
     CancellationToken m_aiTask;
     std::optional<QString> m_lastAIText;
     std::unique_ptr<CallThreads> m_calls;

@@ -11,6 +11,7 @@
 #include "support/TestEnvironment.h"
 
 #include <QTemporaryDir>
+#include <QCoreApplication>
 #include <QTimer>
 
 #include <gtest/gtest.h>
@@ -53,6 +54,7 @@ protected:
     }
 
     Debouncer *localDelay() const { return model->findChild<Debouncer *>(u"localSearchDelay"_s); }
+    Debouncer *localStart() const { return model->findChild<Debouncer *>(u"localSearchStart"_s); }
     Debouncer *claudeDelay() const { return model->findChild<Debouncer *>(u"claudeStepDelay"_s); }
     bool waitFor(Phase phase) const
     {
@@ -138,6 +140,32 @@ TEST_F(SearchModelTest, StartsTheClaudeStepOnlyUnderItsConditions)
 // The pause runs the whole step: the local results first, then the plan
 // merged into the query, the candidates, and the picks ahead of the rest.
 // A keystroke before the pause ends restarts it with the newer text.
+// The local search runs from halfway through the pause; what it finds shows
+// when the pause ends, not before, and a keystroke in between drops it.
+TEST_F(SearchModelTest, RunsTheLocalSearchEarlyAndShowsItWhenThePauseEnds)
+{
+    EXPECT_EQ(localStart()->interval(), 60);
+    model->setText(u"lease"_s);
+    fire(localStart());
+    Tasks::waitForIdle();
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(model->results().isEmpty());
+    EXPECT_EQ(model->phase(), Phase::searching);
+    fire(localDelay());
+    EXPECT_EQ(names(model->results()), localNames(u"lease"_s)); // at once, without waiting on the engine
+    EXPECT_EQ(model->phase(), Phase::done);
+
+    // Overtaken: the early search of "tenancy" never shows.
+    model->setText(u"tenancy"_s);
+    fire(localStart());
+    model->setText(u"shopping"_s);
+    Tasks::waitForIdle();
+    QCoreApplication::processEvents();
+    fire(localDelay());
+    ASSERT_TRUE(waitFor(Phase::done));
+    EXPECT_EQ(names(model->results()), localNames(u"shopping"_s));
+}
+
 TEST_F(SearchModelTest, PlansRanksAndOverlaysThePicks)
 {
     server.enqueue(plan(leasePlan));
