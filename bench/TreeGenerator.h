@@ -142,6 +142,25 @@ inline QString name(qint64 i)
 
 } // namespace Detail
 
+// The benchmarks' own arguments, "[FILES] [--keep TREE]": how many files,
+// and a folder that keeps the tree for the next run.
+struct TreeArguments
+{
+    qint64 files = 0;
+    QString kept;
+};
+inline TreeArguments treeArguments(const QStringList &arguments, qint64 files)
+{
+    TreeArguments parsed{files, {}};
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        if (arguments.at(i) == QLatin1String("--keep") && i + 1 < arguments.size())
+            parsed.kept = arguments.at(++i);
+        else
+            parsed.files = arguments.at(i).toLongLong();
+    }
+    return parsed;
+}
+
 // Makes FILES files under ROOT: ten top folders of a hundred folders of a
 // hundred files per 100,000 files.
 inline Tree generate(const QString &root, qint64 files)

@@ -456,15 +456,7 @@ double measureListings(const QString &library, const QString &tree, int rounds)
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
-    qint64 files = 1000000;
-    QString kept;
-    const QStringList arguments = app.arguments().mid(1);
-    for (qsizetype i = 0; i < arguments.size(); ++i) {
-        if (arguments.at(i) == QLatin1String("--keep") && i + 1 < arguments.size())
-            kept = arguments.at(++i);
-        else
-            files = arguments.at(i).toLongLong();
-    }
+    const auto [files, kept] = TreeGenerator::treeArguments(app.arguments().mid(1), 1000000);
     QTemporaryDir work;
     if (!work.isValid() || files <= 0) {
         std::fprintf(stderr, "usage: bench_scale [FILES] [--keep TREE]\n");

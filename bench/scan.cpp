@@ -217,15 +217,9 @@ int main(int argc, char **argv)
         benchmark::Shutdown();
         return 0;
     }
-    int files = 100000;
-    QString kept;
-    const QStringList arguments = app.arguments().mid(1);
-    for (qsizetype i = 0; i < arguments.size(); ++i) {
-        if (arguments.at(i) == QLatin1String("--keep") && i + 1 < arguments.size())
-            kept = arguments.at(++i);
-        else
-            files = arguments.at(i).toInt();
-    }
+    const TreeGenerator::TreeArguments parsed = TreeGenerator::treeArguments(app.arguments().mid(1), 100000);
+    const int files = int(parsed.files);
+    const QString kept = parsed.kept;
 
     QTemporaryDir temporary;
     const QString tree = kept.isEmpty() ? temporary.path() + QStringLiteral("/tree") : kept;
