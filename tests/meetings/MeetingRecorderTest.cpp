@@ -157,13 +157,15 @@ TEST_F(MeetingRecorderTest, WarnsAboutWhatCannotBeRecorded)
     const QString noCallAudio = QStringLiteral(
         "Couldn't read call audio from this output device, so only your microphone is being transcribed. Switching "
         "output (for example to the computer's built-in speakers) and recording again usually fixes it.");
-    enum class Then { nothing, checkSilentCall, checkLiveCall, checkAfterStop, callLost };
+    enum class Then { nothing, checkSilentCall, checkLiveCall, checkAfterStop, callLost, microphoneLost };
     const struct { Then then; bool engineFails; State state; bool hearsCall; QString warning; } cases[] = {
         {Then::nothing, true, State::idle, false, QStringLiteral("The speech model is damaged.")},
         {Then::checkSilentCall, false, State::recording, false, noCallAudio},
         {Then::checkLiveCall, false, State::recording, true, {}},
         {Then::checkAfterStop, false, State::idle, false, {}},
         {Then::callLost, false, State::recording, false, lost.description()},
+        // The microphone unplugged: the call goes on being recorded.
+        {Then::microphoneLost, false, State::recording, true, lost.description()},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(int(c.then));
@@ -176,6 +178,8 @@ TEST_F(MeetingRecorderTest, WarnsAboutWhatCannotBeRecorded)
             fire(QStringLiteral("deliveryCheck"));
         if (c.then == Then::callLost)
             call.load()->onFailure(lost);
+        if (c.then == Then::microphoneLost)
+            mic.load()->onFailure(lost);
         QCoreApplication::processEvents();
         EXPECT_EQ(recorder->state(), c.state);
         EXPECT_EQ(recorder->capturingSystemAudio(), c.hearsCall);
