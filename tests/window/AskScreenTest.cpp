@@ -183,7 +183,9 @@ TEST_F(AskScreenTest, StopFailureAndNewChatKeepWhatTheyShould)
     m_server.enqueue(cut);
     askQuestion(u"And the deposit?"_s);
     ASSERT_TRUE(settled());
-    EXPECT_EQ(textOf("askError:2"), lastTurn().error.value_or("none"));
+    // The view shows the ended turn once it has laid it out.
+    EXPECT_TRUE(waitUntil([&] { return textOf("askError:2") == lastTurn().error.value_or("none"); }))
+        << textOf("askError:2").toStdString();
     EXPECT_TRUE(textOf("askAnswer:2").contains("The deposit is"));
     EXPECT_TRUE(textOf("askAnswer:0").contains("twelve months"));
     capture("55-ask-failed");
