@@ -15,11 +15,6 @@ namespace {
 
 const QCommandLineOption jsonOption(QStringLiteral("json"), QStringLiteral("Print the result as JSON."));
 
-QString itemCount(qsizetype count)
-{
-    return Format::count(count) + (count == 1 ? QStringLiteral(" item") : QStringLiteral(" items"));
-}
-
 int runCleanup(CommandContext &context)
 {
     if (!context.positional().isEmpty())
@@ -54,7 +49,7 @@ int runCleanup(CommandContext &context)
     qint64 total = 0;
     for (const CleanupCategory &category : categories) {
         total += category.bytes();
-        out << CleanupCategory::title(category.kind) << " · " << itemCount(category.files.size()) << " · "
+        out << CleanupCategory::title(category.kind) << " · " << Format::counted(category.files.size(), QStringLiteral("item")) << " · "
             << Format::byteCount(category.bytes()) << "\n"
             << "  " << CleanupCategory::detail(category.kind) << "\n";
         for (const FileRecord &file : category.files)

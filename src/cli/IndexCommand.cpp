@@ -116,11 +116,11 @@ int runIndex(CommandContext &context)
     if (interrupted)
         return interruption(context, QStringLiteral("Indexing was interrupted: %1 in the library so far, %2 waiting "
                                                     "for their text; run it again to finish.")
-                                         .arg(Format::count(files) + (files == 1 ? " file" : " files"),
+                                         .arg(Format::counted(files, QStringLiteral("file")),
                                               Format::count(waiting)));
     QTextStream &out = context.out();
-    out << "Indexed " << Format::count(roots.size()) << (roots.size() == 1 ? " folder: " : " folders: ")
-        << Format::count(files) << (files == 1 ? " file" : " files") << " in the library";
+    out << "Indexed " << Format::counted(roots.size(), QStringLiteral("folder")) << ": "
+        << Format::counted(files, QStringLiteral("file")) << " in the library";
     if (waiting > 0)
         out << ", " << Format::count(waiting) << " still waiting for their text";
     out << ".\n";

@@ -69,7 +69,7 @@ int runScan(CommandContext &context)
         return status;
     }
     QTextStream &out = context.out();
-    out << "Scanned " << printable(root) << ": " << Format::count(found) << (found == 1 ? " file" : " files") << " found, "
+    out << "Scanned " << printable(root) << ": " << Format::counted(found, QStringLiteral("file")) << " found, "
         << Format::count(removed) << " removed.\n";
     if (skipped > 0)
         out << Format::count(skipped) << (skipped == 1 ? " name was" : " names were")

@@ -20,6 +20,11 @@ QString count(qint64 value)
     return locale().toString(value);
 }
 
+QString counted(qint64 value, const QString &noun, const QLocale &locale)
+{
+    return locale.toString(value) + QLatin1Char(' ') + noun + (value == 1 ? QString() : QStringLiteral("s"));
+}
+
 QString byteCount(qint64 bytes, const QLocale &locale)
 {
     const qint64 magnitude = bytes < 0 ? -bytes : bytes;

@@ -14,6 +14,10 @@ QLocale locale();
 // 12345 -> "12,345" in the display locale.
 QString count(qint64 value);
 
+// A count with its noun, the noun in the plural unless the count is one:
+// "1 file", "0 files", "12,345 items". Nouns that take "s" in the plural.
+QString counted(qint64 value, const QString &noun, const QLocale &locale = Format::locale());
+
 // Byte counts in decimal units, file style: "0 bytes", "1 byte", "999 bytes",
 // "12 KB", "1.2 MB", "3.45 GB".
 QString byteCount(qint64 bytes, const QLocale &locale = Format::locale());

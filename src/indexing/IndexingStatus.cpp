@@ -6,7 +6,7 @@ QString IndexingPhase::statusText() const
 {
     switch (kind) {
     case Kind::scanning:
-        return QStringLiteral("Scanning ") + folder + QStringLiteral(" · ") + Format::count(found) + QStringLiteral(" items");
+        return QStringLiteral("Scanning ") + folder + QStringLiteral(" · ") + Format::counted(found, QStringLiteral("item"));
     case Kind::reading:
         return QStringLiteral("Reading contents · ") + Format::count(remaining) + QStringLiteral(" left");
     case Kind::idle:

@@ -58,7 +58,7 @@ QString FolderList::countText(std::optional<qint64> count)
         return Format::count(countLimit) + QStringLiteral("+ files");
     if (*count == 0)
         return QStringLiteral("No files");
-    return *count == 1 ? QStringLiteral("1 file") : Format::count(*count) + QStringLiteral(" files");
+    return Format::counted(*count, QStringLiteral("file"));
 }
 
 std::optional<qint64> FolderList::countFiles(const QString &folder, const CancellationToken &token)

@@ -125,8 +125,7 @@ void LibraryBrowserModel::setSortText(const QString &raw)
 
 QString LibraryBrowserModel::countText() const
 {
-    const QString items = Format::count(_total) + (_total == 1 ? QStringLiteral(" item") : QStringLiteral(" items"));
-    return items + QStringLiteral(" · ") + Format::byteCount(_bytes);
+    return Format::counted(_total, QStringLiteral("item")) + QStringLiteral(" · ") + Format::byteCount(_bytes);
 }
 
 void LibraryBrowserModel::setSelection(const QSet<qint64> &selection)

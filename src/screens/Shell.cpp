@@ -1,6 +1,7 @@
 #include "screens/Shell.h"
 
 #include "app/AppModel.h"
+#include "core/Format.h"
 #include "screens/AskTurns.h"
 #include "screens/ClaudeSettings.h"
 #include "screens/CleanupSelection.h"
@@ -313,6 +314,11 @@ QVariantMap Shell::fileItem(const QVariant &record)
     if (!record.canConvert<FileRecord>())
         return {};
     return FileItems::map(record.value<FileRecord>());
+}
+
+QString Shell::counted(qint64 count, const QString &noun)
+{
+    return Format::counted(count, noun);
 }
 
 QString Shell::greeting()

@@ -97,6 +97,8 @@ public:
     Q_INVOKABLE static int pageCount(const QUrl &url);
     // The home page's greeting for the present hour.
     Q_INVOKABLE static QString greeting();
+    // A count with its noun for the screens: "1 file", "12,345 items".
+    Q_INVOKABLE static QString counted(qint64 count, const QString &noun);
 
 Q_SIGNALS:
     // The launch work has run, after the window's first frame.

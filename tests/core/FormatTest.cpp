@@ -19,6 +19,20 @@ TEST(Format, ByteCountsInDecimalFileStyle)
     EXPECT_EQ(Format::byteCount(1250000, QLocale(QLocale::German, QLocale::Germany)), "1,3 MB");
 }
 
+// The noun follows the count: singular for one only, grouped digits in the
+// locale's style.
+TEST(Format, CountsWithTheirNoun)
+{
+    const QLocale english(QLocale::English, QLocale::UnitedStates);
+    const std::tuple<qint64, const char *, QString> cases[] = {
+        {0, "file", "0 files"}, {1, "file", "1 file"}, {2, "item", "2 items"}, {-1, "item", "-1 items"},
+        {12345, "file", "12,345 files"},
+    };
+    for (const auto &[value, noun, text] : cases)
+        EXPECT_EQ(Format::counted(value, QString::fromLatin1(noun), english), text) << value;
+    EXPECT_EQ(Format::counted(12345, QStringLiteral("file"), QLocale(QLocale::German, QLocale::Germany)), "12.345 files");
+}
+
 // A date and time with the month named, in the locale's order; no two-digit years.
 TEST(Format, DatesInTheLocalesMediumStyle)
 {

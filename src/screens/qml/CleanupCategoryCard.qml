@@ -75,7 +75,7 @@ Rectangle {
                 }
                 Text {
                     Layout.alignment: Qt.AlignRight
-                    text: card.category.count + (card.category.count === 1 ? " item" : " items")
+                    text: shell.counted(card.category.count, "item")
                     color: Theme.secondaryText
                     font.family: Theme.fontFamily
                     font.pixelSize: Theme.captionSize + 1
@@ -114,7 +114,7 @@ Rectangle {
                 }
                 Text {
                     Layout.fillWidth: true
-                    text: "All " + card.category.count + (card.category.count === 1 ? " item" : " items")
+                    text: "All " + shell.counted(card.category.count, "item")
                     color: Theme.secondaryText
                     font.family: Theme.fontFamily
                     font.pixelSize: Theme.captionSize + 1
@@ -191,7 +191,7 @@ Rectangle {
                 Text {
                     objectName: "cleanupSelected"
                     Layout.fillWidth: true
-                    text: card.chosenCount + (card.chosenCount === 1 ? " item" : " items") + " selected"
+                    text: shell.counted(card.chosenCount, "item") + " selected"
                     color: Theme.text
                     font.family: Theme.fontFamily
                     font.pixelSize: Theme.bodySize

@@ -113,7 +113,7 @@ Item {
             bytesText = bytes
             open()
         }
-        title: "Move " + count + (count === 1 ? " item" : " items") + " to the Trash?"
+        title: "Move " + shell.counted(count, "item") + " to the Trash?"
         message: bytesText + " will be freed when you empty the Trash."
         confirmTitle: "Move to Trash"
         onConfirmed: {

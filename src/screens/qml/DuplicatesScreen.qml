@@ -205,8 +205,7 @@ Item {
                 spacing: 14
                 Text {
                     objectName: "duplicatesSelected"
-                    text: screen.removalCount.toLocaleString(Qt.locale("en_US"), "f", 0)
-                          + (screen.removalCount === 1 ? " file selected" : " files selected")
+                    text: shell.counted(screen.removalCount, "file") + " selected"
                     color: Theme.text
                     font.family: Theme.fontFamily
                     font.pixelSize: Theme.bodySize
@@ -254,7 +253,7 @@ Item {
         // Files chosen from a context menu; empty for every copy marked Trash.
         property var pending: []
         readonly property int count: pending.length > 0 ? pending.length : screen.removalCount
-        title: "Move " + count + (count === 1 ? " file" : " files") + " to the Trash?"
+        title: "Move " + shell.counted(count, "file") + " to the Trash?"
         message: "The copy marked Keep in each group stays where it is. You can restore anything from the Trash."
         confirmTitle: "Move to Trash"
         onConfirmed: {

@@ -30,8 +30,7 @@ ColumnLayout {
         StatusRow {
             objectName: "libraryStatus"
             label: "Library"
-            value: Number(library.totalCount).toLocaleString(Qt.locale("en_US"), "f", 0)
-                   + (library.totalCount === 1 ? " file" : " files")
+            value: shell.counted(library.totalCount, "file")
         }
     }
 

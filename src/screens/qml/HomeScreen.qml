@@ -16,8 +16,6 @@ Flickable {
     readonly property bool indexing: app.indexing.statusText.startsWith("Scanning") || app.indexing.statusText.startsWith("Reading")
     readonly property real pageWidth: Math.min(width - 2 * (Theme.padding + 8), 1080)
 
-    function plural(count, word) { return Number(count).toLocaleString(Qt.locale("en_US"), "f", 0) + " " + word + (count === 1 ? "" : "s") }
-
     // The search screen with the request filled in.
     function search(text) {
         if (text.trim().length > 0)
@@ -48,7 +46,7 @@ Flickable {
                 objectName: "homeSubtitle"
                 text: library.totalCount === 0
                       ? (home.indexing ? "Getting to know your computer…" : "Your files, beautifully organised.")
-                      : home.plural(library.totalCount, "file") + " across your computer"
+                      : shell.counted(library.totalCount, "file") + " across your computer"
                 color: Theme.secondaryText
                 font.family: Theme.fontFamily
                 font.pixelSize: Theme.headingSize - 1
@@ -177,7 +175,7 @@ Flickable {
                             Text {
                                 objectName: "categoryCount:" + modelData.key
                                 Layout.fillWidth: true
-                                text: modelData.count > 0 ? home.plural(modelData.count, "item") + " · " + modelData.bytesText : "No files yet"
+                                text: modelData.count > 0 ? shell.counted(modelData.count, "item") + " · " + modelData.bytesText : "No files yet"
                                 color: Theme.secondaryText
                                 font.family: Theme.fontFamily
                                 font.pixelSize: Theme.captionSize + 1
@@ -347,7 +345,7 @@ Flickable {
                                 Column {
                                     anchors.verticalCenter: parent.verticalCenter
                                     Text { text: modelData.name; color: Theme.text; font.family: Theme.fontFamily; font.pixelSize: Theme.bodySize }
-                                    Text { text: home.plural(modelData.count, "file"); color: Theme.tertiaryText; font.family: Theme.fontFamily; font.pixelSize: Theme.captionSize }
+                                    Text { text: shell.counted(modelData.count, "file"); color: Theme.tertiaryText; font.family: Theme.fontFamily; font.pixelSize: Theme.captionSize }
                                 }
                             }
                             MouseArea {

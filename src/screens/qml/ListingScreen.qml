@@ -249,7 +249,7 @@ Item {
     ConfirmDialog {
         id: trashDialog
         readonly property int count: screen.model ? screen.model.selectionCount : 0
-        title: "Move " + count + (count === 1 ? " item" : " items") + " to the Trash?"
+        title: "Move " + shell.counted(count, "item") + " to the Trash?"
         message: "You can restore them from the Trash."
         confirmTitle: "Move to Trash"
         onConfirmed: {

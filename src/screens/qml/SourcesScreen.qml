@@ -105,7 +105,7 @@ Item {
                             }
                             Text {
                                 Layout.fillWidth: true
-                                text: (modelData.count === 1 ? "1 file" : modelData.count.toLocaleString(Qt.locale("en_US"), "f", 0) + " files")
+                                text: shell.counted(modelData.count, "file")
                                       + " · " + modelData.bytesText
                                 color: Theme.secondaryText
                                 font.family: Theme.fontFamily
