@@ -7,6 +7,7 @@
 #include "core/AppSettings.h"
 #include "core/Defaults.h"
 #include "core/Format.h"
+#include "core/Tasks.h"
 #include "indexing/Indexer.h"
 #include "indexing/IndexingStatus.h"
 #include "meetings/MeetingModels.h"
@@ -20,15 +21,14 @@
 #include "store/LibraryLock.h"
 #include "tidy/DuplicatesModel.h"
 #include "tidy/FileActions.h"
-#include "core/Tasks.h"
 
 #include <QClipboard>
 #include <QCoreApplication>
 #include <QDesktopServices>
 #include <QDir>
 #include <QEventLoop>
-#include <QGuiApplication>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QMetaEnum>
 #include <QTimer>
 

@@ -2,6 +2,7 @@
 
 #include "app/AppModel.h"
 #include "core/Format.h"
+#include "platform/MediaFacts.h"
 #include "screens/AskTurns.h"
 #include "screens/ClaudeSettings.h"
 #include "screens/CleanupSelection.h"
@@ -18,18 +19,16 @@
 #include "screens/ThumbnailProvider.h"
 #include "store/IndexStore.h"
 
-#include "platform/MediaFacts.h"
-
 #include <QApplication>
 #include <QFile>
-#include <QMimeDatabase>
 #include <QIcon>
-#include <QTime>
 #include <QMenu>
+#include <QMimeDatabase>
 #include <QQmlApplicationEngine>
 #include <QQmlContext>
 #include <QQuickWindow>
 #include <QSystemTrayIcon>
+#include <QTime>
 #include <QTimer>
 
 #include <cstdio>
