@@ -1,7 +1,7 @@
 #include "tidy/FileActions.h"
 
 #include "core/Format.h"
-#include "core/Paths.h"
+#include "platform/Trash.h"
 #include "store/IndexStore.h"
 
 #include <QClipboard>
@@ -11,7 +11,6 @@
 #include <QDesktopServices>
 #include <QDir>
 #include <QDirIterator>
-#include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QMimeData>
@@ -69,17 +68,6 @@ FileActions::FileActions(IndexStore &store, LibraryChanged libraryChanged)
 {
 }
 
-bool FileActions::moveToTrash(const QString &path)
-{
-    // The home Trash lives in $XDG_DATA_HOME; without that folder Qt would
-    // "trash" into the current directory and report success.
-    QDir().mkpath(Paths::dataHome());
-    QString placedAt;
-    if (!QFile::moveToTrash(path, &placedAt))
-        return false;
-    return !placedAt.isEmpty() && QDir::isAbsolutePath(placedAt);
-}
-
 QString FileActions::trashToast(qint64 count, qint64 bytes)
 {
     return QStringLiteral("Moved %1 file%2 to the Trash · %3 freed")
@@ -100,7 +88,7 @@ FileActions::TrashOutcome FileActions::trash(const QList<FileRecord> &records)
         // Counted before it goes: a folder frees the files inside it.
         const std::optional<FolderContents> contents =
             info.isDir() && !info.isSymLink() ? std::optional(folderContents(record.path)) : std::nullopt;
-        if (!moveToTrash(record.path))
+        if (!Trash::move(record.path))
             continue;
         outcome.movedPaths.append(record.path);
         outcome.moved += contents ? contents->files : 1;

@@ -40,8 +40,6 @@ public:
     // Never throws.
     TrashOutcome trash(const QList<FileRecord> &records);
 
-    // Moves one file or folder to the freedesktop Trash of its file system.
-    static bool moveToTrash(const QString &path);
     static QString trashToast(qint64 count, qint64 bytes);
     static QString trashFailureToast();
 

@@ -107,7 +107,7 @@ TEST_F(TidyActionsTest, TrashMovesFilesIntoAFreshDataFolderAndOutOfTheLibraryAnd
     const FileRecord gone = file(u"gone.txt"_s, "c"), one = file(u"one.txt"_s, "1");
     add({a, b, gone, one, file(u"dir/x.txt"_s, QByteArray(300, 'x')), file(u"dir/sub/y.txt"_s, QByteArray(200, 'y'))});
     QFile::remove(gone.path);
-    // Without its data folder Qt would trash into the working folder.
+    // A data folder that doesn't exist yet is made for the Trash.
     QProcessEnvironment environment;
     environment.insert(u"XDG_DATA_HOME"_s, root + u"/not-yet/data"_s);
 

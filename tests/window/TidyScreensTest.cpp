@@ -49,9 +49,8 @@ QString trashProblem(const QString &original)
     const QString name = original.section('/', -1);
     QFile info(trash + "/info/" + name + ".trashinfo");
     const QByteArray record = info.open(QIODevice::ReadOnly) ? info.readAll() : QByteArray();
-    // Qt 6.4 writes the path as it is; the standard's escaped form counts too.
-    const bool names = record.contains("Path=" + original.toUtf8() + "\n")
-        || record.contains("Path=" + QUrl::toPercentEncoding(original, "/") + "\n");
+    // The path is percent-encoded, as the file manager reads it back.
+    const bool names = record.contains("Path=" + QUrl::toPercentEncoding(original, "/") + "\n");
     if (QFile::exists(trash + "/files/" + name) && names)
         return {};
     return "files: " + QDir(trash + "/files").entryList(QDir::Files).join(", ") + "; record: " + QString::fromUtf8(record);
