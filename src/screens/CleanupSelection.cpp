@@ -1,16 +1,21 @@
 #include "screens/CleanupSelection.h"
 
 #include "core/Format.h"
-#include "screens/FileItems.h"
+#include "screens/CleanupFiles.h"
 #include "screens/LibraryModel.h"
-
-#include <QDir>
 
 CleanupSelection::CleanupSelection(const LibraryModel &library, QObject *parent)
     : QObject(parent)
     , m_library(library)
+    , m_files(new CleanupFiles([this](qint64 id) { return !isDeselected(id); }, this))
 {
-    connect(&library, &LibraryModel::cleanupChanged, this, &CleanupSelection::changed);
+    connect(&library, &LibraryModel::cleanupChanged, this, &CleanupSelection::suggestionsChanged);
+}
+
+void CleanupSelection::suggestionsChanged()
+{
+    m_files->setFiles(categoryFiles(_expanded));
+    changed();
 }
 
 void CleanupSelection::changed()
@@ -23,8 +28,12 @@ void CleanupSelection::setExpanded(const QString &kind)
 {
     if (_expanded == kind)
         return;
+    // The card closing lets go of the rows before the opening one takes
+    // them, so that no card lays out the other's files.
+    m_files->setFiles({});
     _expanded = kind;
     Q_EMIT expandedChanged();
+    m_files->setFiles(categoryFiles(kind));
 }
 
 QList<FileRecord> CleanupSelection::categoryFiles(const QString &kind) const
@@ -36,18 +45,6 @@ QList<FileRecord> CleanupSelection::categoryFiles(const QString &kind) const
     return {};
 }
 
-QVariantList CleanupSelection::files(const QString &kind) const
-{
-    QVariantList items;
-    for (const FileRecord &file : categoryFiles(kind)) {
-        QVariantMap item = FileItems::map(file);
-        item.insert(QStringLiteral("checked"), !isDeselected(file.id));
-        item.insert(QStringLiteral("where"), Format::folderOf(file.path, QDir::homePath()));
-        items.append(item);
-    }
-    return items;
-}
-
 void CleanupSelection::setChecked(qint64 id, bool checked)
 {
     if (isDeselected(id) == !checked)
@@ -56,6 +53,7 @@ void CleanupSelection::setChecked(qint64 id, bool checked)
         _deselected.remove(id);
     else
         _deselected.insert(id);
+    m_files->checkChanged(id);
     changed();
 }
 
@@ -69,8 +67,11 @@ void CleanupSelection::setCategoryChecked(const QString &kind, bool checked)
         else
             _deselected.insert(file.id);
     }
-    if (any)
-        changed();
+    if (!any)
+        return;
+    if (kind == _expanded)
+        m_files->checksChanged();
+    changed();
 }
 
 QList<FileRecord> CleanupSelection::chosen(const QString &kind) const

@@ -2,6 +2,8 @@
 // library in memory, the debounce of a burst of changes, the listings of the
 // sidebar items, sorting, paging and the selection.
 #include "core/Tasks.h"
+#include "screens/CleanupFiles.h"
+#include "screens/CleanupSelection.h"
 #include "screens/LibraryBrowserModel.h"
 #include "screens/LibraryModel.h"
 #include "screens/Symbols.h"
@@ -131,6 +133,79 @@ TEST(LibraryModel, CleanupSuggestionsAddUpWhatCouldBeFreed)
     EXPECT_EQ(model.cleanup().first().kind, CleanupCategory::Kind::installers);
     EXPECT_EQ(model.reclaimableBytes(), 50'000'000);
     EXPECT_EQ(model.reclaimableText(), "50 MB");
+}
+
+// An opened category lists a page of files at a time; a check changes the
+// one row it concerns, and what the user took out stays out across pages
+// and refreshes.
+TEST(CleanupSelection, AnOpenedCategoryComesAPageAtATimeWithItsChecks)
+{
+    TestLibrary library;
+    const double now = 2'000'000'000;
+    const int count = 2 * CleanupFiles::pageSize + 50;
+    QList<FileRecord> installers;
+    for (int i = 0; i < count; ++i) {
+        FileRecord installer = file(QStringLiteral("/home/ada/Downloads/tool-%1.deb").arg(i, 3, 10, QChar('0')),
+                                    FileKind::other, 1000 + i, now - 40 * 86400.0);
+        installer.added = installer.created = installer.modified;
+        installers.append(installer);
+    }
+    LibraryBuilder::add(library.store, installers, "/home/ada");
+    LibraryModel model(library.store);
+    model.setRulesSource([now] {
+        CleanupRules rules;
+        rules.now = now;
+        rules.downloadsFolder = "/home/ada/Downloads";
+        return rules;
+    });
+    QSignalSpy suggested(&model, &LibraryModel::cleanupChanged);
+    model.refreshCleanup();
+    ASSERT_TRUE(waitUntil([&] { return suggested.count() > 0; }));
+    CleanupSelection selection(model);
+    CleanupFiles &files = *selection.files();
+    const auto entry = [&](int row) { return files.data(files.index(row), CleanupFiles::EntryRole).toMap(); };
+    EXPECT_EQ(files.rowCount(), 0) << "a closed category lists nothing";
+
+    selection.setExpanded("installers");
+    EXPECT_EQ(files.rowCount(), CleanupFiles::pageSize);
+    for (const int shown : {2 * CleanupFiles::pageSize, count, count}) {
+        files.fetchMore({});
+        EXPECT_EQ(files.rowCount(), shown);
+    }
+    EXPECT_FALSE(files.canFetchMore({}));
+
+    // One file taken out from the second page: its row alone changes.
+    const int row = CleanupFiles::pageSize + 7;
+    const qint64 id = entry(row).value("fileID").toLongLong();
+    QSignalSpy rowsChanged(&files, &QAbstractItemModel::dataChanged);
+    selection.setChecked(id, false);
+    ASSERT_EQ(rowsChanged.count(), 1);
+    EXPECT_EQ(rowsChanged.first().at(0).toModelIndex().row(), row);
+    EXPECT_EQ(rowsChanged.first().at(1).toModelIndex().row(), row);
+    EXPECT_FALSE(entry(row).value("checked").toBool());
+    EXPECT_TRUE(entry(row - 1).value("checked").toBool());
+    EXPECT_EQ(selection.chosenCount("installers"), count - 1);
+
+    // New suggestions start from the first page again, the file still out.
+    FileRecord another = installers.first();
+    another.path = "/home/ada/Downloads/another.deb";
+    another.name = "another.deb";
+    LibraryBuilder::add(library.store, {another}, "/home/ada");
+    model.refreshCleanup();
+    ASSERT_TRUE(waitUntil([&] { return suggested.count() > 1; }));
+    EXPECT_EQ(files.rowCount(), CleanupFiles::pageSize);
+    files.fetchMore({});
+    int stillOut = 0;
+    for (int shown = 0; shown < files.rowCount(); ++shown)
+        stillOut += entry(shown).value("checked").toBool() ? 0 : 1;
+    EXPECT_EQ(stillOut, 1);
+
+    // The whole category out, then another opened.
+    selection.setCategoryChecked("installers", false);
+    EXPECT_FALSE(entry(0).value("checked").toBool());
+    EXPECT_EQ(selection.chosenCount("installers"), 0);
+    selection.setExpanded("apps");
+    EXPECT_EQ(files.rowCount(), 0);
 }
 
 TEST(LibraryBrowserModel, EachSidebarItemListsItsFiles)

@@ -289,7 +289,7 @@ TEST_F(TidyScreensTest, CleanupMovesTheCheckedFilesAndKeepsWhatWasTakenOut)
     ASSERT_TRUE(openCategory("installers"));
     ASSERT_TRUE(waitUntil([&] { return isLaidOut(within("installers", "cleanupFile:2")); }));
     EXPECT_EQ(within("installers", "cleanupFile:3"), nullptr) << "a fresh installer isn't suggested";
-    EXPECT_EQ(within("installers", "cleanupFile:1")->property("modelData").toMap().value("name").toString(), "viewer-3.0.x86_64.rpm");
+    EXPECT_EQ(within("installers", "cleanupFile:1")->property("entry").toMap().value("name").toString(), "viewer-3.0.x86_64.rpm");
     clickOn(within("installers", "cleanupFile:1"));
     ASSERT_TRUE(waitUntil([&] { return textOf("installers", "cleanupSelected") == "2 items selected"; }));
     capture("88-cleanup-opened");
@@ -317,10 +317,10 @@ TEST_F(TidyScreensTest, CleanupMovesTheCheckedFilesAndKeepsWhatWasTakenOut)
     EXPECT_TRUE(QFile::exists(folder + "/viewer-3.0.x86_64.rpm"));
     ASSERT_TRUE(waitUntil([&] {
         QQuickItem *first = within("installers", "cleanupFile:0");
-        return first && first->property("modelData").toMap().value("name").toString() == "viewer-3.0.x86_64.rpm"
+        return first && first->property("entry").toMap().value("name").toString() == "viewer-3.0.x86_64.rpm"
             && !within("installers", "cleanupFile:1");
     }));
-    EXPECT_FALSE(within("installers", "cleanupFile:0")->property("modelData").toMap().value("checked").toBool());
+    EXPECT_FALSE(within("installers", "cleanupFile:0")->property("entry").toMap().value("checked").toBool());
     EXPECT_EQ(textOf("screenshots", "cleanupSelected"), "0 items selected");
     capture("89-cleanup-moved");
 }

@@ -10,7 +10,6 @@ Rectangle {
     readonly property string kind: category.kind || ""
     readonly property bool open: cleanupSelection.expanded === kind
     // Recomputed when a checkbox or the suggestions change.
-    readonly property var files: cleanupSelection.revision >= 0 && open ? cleanupSelection.files(kind) : []
     readonly property int chosenCount: cleanupSelection.revision >= 0 ? cleanupSelection.chosenCount(kind) : 0
     readonly property var tints: ({installers: "#8e6cef", downloads: "#1fa37a", screenshots: "#2f9be0",
                                    videos: "#e8504f", apps: "#e0a100"})
@@ -120,11 +119,13 @@ Rectangle {
                     font.pixelSize: Theme.captionSize + 1
                 }
             }
+            // The opened category's files, a page at a time as the screen
+            // scrolls.
             Repeater {
-                model: card.files
+                model: card.open ? cleanupSelection.files : null
                 Rectangle {
                     id: row
-                    required property var modelData
+                    required property var entry
                     required property int index
                     objectName: "cleanupFile:" + index
                     Layout.fillWidth: true
@@ -136,27 +137,27 @@ Rectangle {
                         anchors.leftMargin: 0
                         anchors.rightMargin: 6
                         spacing: 10
-                        CheckMark { objectName: "check"; checked: row.modelData.checked }
+                        CheckMark { objectName: "check"; checked: row.entry.checked }
                         Thumbnail {
                             size: 32
-                            source: row.modelData.thumbnail
-                            symbol: row.modelData.symbol
-                            tint: row.modelData.tint
+                            source: row.entry.thumbnail
+                            symbol: row.entry.symbol
+                            tint: row.entry.tint
                         }
                         ColumnLayout {
                             Layout.fillWidth: true
                             spacing: 1
                             Text {
                                 Layout.fillWidth: true
-                                text: row.modelData.name
-                                color: row.modelData.checked ? Theme.text : Theme.tertiaryText
+                                text: row.entry.name
+                                color: row.entry.checked ? Theme.text : Theme.tertiaryText
                                 font.family: Theme.fontFamily
                                 font.pixelSize: Theme.bodySize
                                 elide: Text.ElideMiddle
                             }
                             Text {
                                 Layout.fillWidth: true
-                                text: row.modelData.where
+                                text: row.entry.where
                                 color: Theme.tertiaryText
                                 font.family: Theme.fontFamily
                                 font.pixelSize: Theme.captionSize
@@ -164,7 +165,7 @@ Rectangle {
                             }
                         }
                         Text {
-                            text: row.modelData.sizeText
+                            text: row.entry.sizeText
                             color: Theme.secondaryText
                             font.family: Theme.fontFamily
                             font.pixelSize: Theme.captionSize + 1
@@ -177,9 +178,9 @@ Rectangle {
                         acceptedButtons: Qt.LeftButton | Qt.RightButton
                         onClicked: (event) => {
                             if (event.button === Qt.RightButton)
-                                card.menuRequested(row.modelData, row, event.x, event.y)
+                                card.menuRequested(row.entry, row, event.x, event.y)
                             else
-                                cleanupSelection.setChecked(row.modelData.fileID, !row.modelData.checked)
+                                cleanupSelection.setChecked(row.entry.fileID, !row.entry.checked)
                         }
                     }
                 }

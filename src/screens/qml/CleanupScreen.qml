@@ -61,6 +61,13 @@ Item {
             clip: true
             boundsBehavior: Flickable.StopAtBounds
             ScrollBar.vertical: ScrollBar {}
+            // The opened category shows its next page before the end of
+            // those shown comes into view.
+            onContentYChanged: {
+                const files = cleanupSelection.files
+                if (contentY + height > contentHeight - 2 * height && files.canFetchMore(files.index(-1, -1)))
+                    files.fetchMore(files.index(-1, -1))
+            }
             ColumnLayout {
                 id: column
                 x: Theme.padding
