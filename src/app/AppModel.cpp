@@ -69,6 +69,10 @@ AppModel::AppModel(AppSettings &settings, QObject *parent)
     m_ask = std::make_unique<AskModel>(std::make_unique<AskAgent>(
         *m_claude, [this] { return m_settings.smartModel(); }, *m_store, *m_meetingStore));
     m_duplicates = std::make_unique<DuplicatesModel>(*m_store);
+    // Files that leave the library by the watcher or a scan leave the
+    // duplicate groups on screen too.
+    connect(m_indexing.get(), &IndexingStatus::revisionChanged, m_duplicates.get(),
+            &DuplicatesModel::followLibrarySoon);
     connect(m_ask.get(), &AskModel::citationOpened, this, [this](const Citation &citation) { open(citation); });
 
     // The meetings and their recorder, joined by the link: record and stop

@@ -4,7 +4,9 @@
 
 DuplicatesModel::DuplicatesModel(IndexStore store, QObject *parent)
     : QObject(parent)
+    , m_store(store)
     , m_scanner(std::move(store))
+    , m_follow(std::make_unique<Debouncer>(followDelayMs))
 {
 }
 
@@ -12,6 +14,7 @@ DuplicatesModel::~DuplicatesModel()
 {
     if (_task)
         _task->cancel();
+    m_follow->cancel();
 }
 
 void DuplicatesModel::scan()
@@ -199,4 +202,47 @@ void DuplicatesModel::removeMoved(const QStringList &movedPaths)
     };
     setLists(prune(_identical), prune(_similar));
     Q_EMIT removalsChanged();
+}
+
+void DuplicatesModel::followLibrarySoon()
+{
+    m_follow->call([this](const CancellationToken &token) {
+        QList<qint64> ids;
+        for (const QList<DuplicateGroup> *groups : {&_identical, &_similar}) {
+            for (const DuplicateGroup &group : *groups) {
+                for (const FileRecord &file : group.files)
+                    ids.append(file.id);
+            }
+        }
+        if (ids.isEmpty())
+            return;
+        Tasks::run(Tasks::Priority::UserInitiated, [this, store = m_store, ids](const CancellationToken &token) mutable {
+            QHash<qint64, FileRecord> present;
+            try {
+                present = store.files().records(ids);
+            } catch (const DescribedError &) {
+                // Unread, nothing is taken for gone.
+                return;
+            }
+            Tasks::deliver(this, token, [this, ids, present] { dropGone(ids, present); });
+        }, token);
+    });
+}
+
+void DuplicatesModel::dropGone(const QList<qint64> &asked, const QHash<qint64, FileRecord> &present)
+{
+    const QSet<qint64> askedIDs(asked.begin(), asked.end());
+    QStringList gone;
+    for (const QList<DuplicateGroup> *groups : {&_identical, &_similar}) {
+        for (const DuplicateGroup &group : *groups) {
+            for (const FileRecord &file : group.files) {
+                if (!askedIDs.contains(file.id))
+                    continue;
+                const auto found = present.constFind(file.id);
+                if (found == present.constEnd() || found->path != file.path)
+                    gone.append(file.path);
+            }
+        }
+    }
+    removeMoved(gone);
 }

@@ -10,6 +10,7 @@
 #include <QObject>
 #include <QSet>
 
+#include <memory>
 #include <optional>
 
 struct DuplicatesPhase
@@ -42,6 +43,9 @@ class DuplicatesModel : public QObject
 public:
     enum class Mode { identical, similar };
     Q_ENUM(Mode)
+
+    // A burst of library changes is followed once it has rested this long.
+    static constexpr int followDelayMs = 1200;
 
     static constexpr const char *comparingText = "Comparing files with the same size…";
     static constexpr const char *lookingText = "Looking for similar photos…";
@@ -87,6 +91,11 @@ public:
     // files that didn't move, a group left with fewer than two is dropped,
     // and a group whose keeper moved gets a new one by its rule.
     void removeMoved(const QStringList &movedPaths);
+    // The library changed under the lists: files that left it since (moved
+    // to the Trash in the file manager, deleted, in a folder no longer
+    // indexed) leave their groups as removeMoved() has them leave, once a
+    // burst of changes has rested. The library is read in the background.
+    void followLibrarySoon();
 
 Q_SIGNALS:
     void identicalChanged();
@@ -103,8 +112,13 @@ private:
     void applyProgress(double fraction);
     void finish(const QList<DuplicateGroup> &identical, const QList<DuplicateGroup> &similar);
     void setLists(const QList<DuplicateGroup> &identical, const QList<DuplicateGroup> &similar);
+    // Drops the files of the ids asked about that the library no longer
+    // holds at the same path.
+    void dropGone(const QList<qint64> &asked, const QHash<qint64, FileRecord> &present);
 
+    IndexStore m_store;
     DuplicateScanner m_scanner;
+    std::unique_ptr<Debouncer> m_follow;
     QList<DuplicateGroup> _identical;
     QList<DuplicateGroup> _similar;
     DuplicatesPhase _phase;

@@ -330,4 +330,34 @@ TEST_F(DuplicateScanTest, ModelScansWithProgressAndKeepsTheUsersChoicesUntilARes
     EXPECT_EQ(model.keeperID(model.identical().first()), bigB.id);
 }
 
+// Files that leave the library outside Larder (the file manager's Trash, a
+// folder no longer indexed) leave their groups once the changes rest; a
+// group left with one file goes, and a group that lost its keeper gets
+// another.
+TEST_F(DuplicateScanTest, FilesThatLeaveTheLibraryLeaveTheirGroups)
+{
+    const QByteArray big = randomBytes(200000, 7), mid = randomBytes(100000, 8);
+    const FileRecord bigA = add(u"x/big.bin"_s, big, 1), bigB = add(u"y/big.bin"_s, big, 2);
+    const FileRecord bigC = add(u"z/big.bin"_s, big, 3);
+    add(u"x/mid.bin"_s, mid, 1);
+    add(u"w/mid.bin"_s, mid, 2);
+    DuplicatesModel model(*store);
+    model.scan();
+    ASSERT_TRUE(TestEnvironment::waitUntil([&] { return model.phase().kind == DuplicatesPhase::Kind::done; }, 30000));
+    ASSERT_EQ(model.identical().size(), 2);
+    ASSERT_EQ(model.identical().first().keeper.id, bigA.id);
+
+    // As the watcher writes them: a path gone, then a whole folder.
+    store->files().deletePaths({bigA.path});
+    model.followLibrarySoon();
+    store->files().deleteFolder(at(u"w"_s));
+    model.followLibrarySoon();
+    ASSERT_TRUE(TestEnvironment::waitUntil([&] { return model.identical().size() == 1; }));
+    const DuplicateGroup left = model.identical().first();
+    EXPECT_EQ(names(left), (QStringList{u"big.bin"_s, u"big.bin"_s}));
+    EXPECT_EQ(left.keeper.id, bigB.id);
+    EXPECT_EQ(model.removals(left).value(0).id, bigC.id);
+    EXPECT_EQ(model.reclaimableBytes(), 200000);
+}
+
 } // namespace
