@@ -70,8 +70,8 @@ FileActions::FileActions(IndexStore &store, LibraryChanged libraryChanged)
 
 QString FileActions::trashToast(qint64 count, qint64 bytes)
 {
-    return QStringLiteral("Moved %1 file%2 to the Trash · %3 freed")
-        .arg(Format::count(count), count == 1 ? QString() : QStringLiteral("s"), Format::byteCount(bytes));
+    return QStringLiteral("Moved %1 to the Trash · %2 freed")
+        .arg(Format::counted(count, QStringLiteral("file")), Format::byteCount(bytes));
 }
 
 QString FileActions::trashFailureToast()
