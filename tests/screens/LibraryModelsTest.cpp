@@ -53,6 +53,17 @@ std::unique_ptr<LibraryBrowserModel> loaded(IndexStore store, const SidebarItem 
     return model;
 }
 
+// The clean-up rules at a fixed time, with Ada's Downloads folder.
+LibraryModel::RulesSource rulesAt(double now)
+{
+    return [now] {
+        CleanupRules rules;
+        rules.now = now;
+        rules.downloadsFolder = "/home/ada/Downloads";
+        return rules;
+    };
+}
+
 } // namespace
 
 TEST(LibraryModel, AnEmptyLibraryPublishesZeroTotalsAndIsLoaded)
@@ -120,12 +131,7 @@ TEST(LibraryModel, CleanupSuggestionsAddUpWhatCouldBeFreed)
     fresh.added = fresh.created = now - 60;
     LibraryBuilder::add(library.store, {installer, fresh}, "/home/ada");
     LibraryModel model(library.store);
-    model.setRulesSource([now] {
-        CleanupRules rules;
-        rules.now = now;
-        rules.downloadsFolder = "/home/ada/Downloads";
-        return rules;
-    });
+    model.setRulesSource(rulesAt(now));
     QSignalSpy changed(&model, &LibraryModel::cleanupChanged);
     model.refreshCleanup();
     ASSERT_TRUE(waitUntil([&] { return changed.count() > 0; }));
@@ -152,12 +158,7 @@ TEST(CleanupSelection, AnOpenedCategoryComesAPageAtATimeWithItsChecks)
     }
     LibraryBuilder::add(library.store, installers, "/home/ada");
     LibraryModel model(library.store);
-    model.setRulesSource([now] {
-        CleanupRules rules;
-        rules.now = now;
-        rules.downloadsFolder = "/home/ada/Downloads";
-        return rules;
-    });
+    model.setRulesSource(rulesAt(now));
     QSignalSpy suggested(&model, &LibraryModel::cleanupChanged);
     model.refreshCleanup();
     ASSERT_TRUE(waitUntil([&] { return suggested.count() > 0; }));
