@@ -13,6 +13,7 @@
 #include "app/AppModel.h"
 #include "core/Defaults.h"
 #include "core/Tasks.h"
+#include "screens/DesktopApp.h"
 #include "screens/LibraryBrowserModel.h"
 #include "screens/Shell.h"
 #include "search/SearchEngine.h"
@@ -398,6 +399,8 @@ int main(int argc, char **argv)
             list.append(QString::fromLocal8Bit(argv[i]));
         return list;
     }();
+    // As the application does, for the bare windows too.
+    DesktopApp::prepareEnvironment();
     if (arguments.contains("--bare-window"))
         return bareWindow(argc, argv);
     if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) {

@@ -17,6 +17,12 @@ bool hasDisplay()
         || !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
 }
 
+void prepareEnvironment()
+{
+    if (!qEnvironmentVariableIsSet("QT_QPA_UPDATE_IDLE_TIME"))
+        qputenv("QT_QPA_UPDATE_IDLE_TIME", "0");
+}
+
 int run(int &argc, char **argv)
 {
     if (!hasDisplay()) {
@@ -25,6 +31,7 @@ int run(int &argc, char **argv)
                     stderr);
         return 1;
     }
+    prepareEnvironment();
     // A widget application, for the tray icon's menu.
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Larder"));

@@ -11,6 +11,13 @@ namespace DesktopApp {
 // platform named through QT_QPA_PLATFORM.
 bool hasDisplay();
 
+// Settings of Qt's own that must be made before the application object:
+// a change reaches the screen with the next frame, without the idle time
+// that the platform otherwise waits before it asks for one (5 ms), so that
+// results appear when the typing pause ends rather than a moment later.
+// An explicit QT_QPA_UPDATE_IDLE_TIME in the environment stands.
+void prepareEnvironment();
+
 // Runs the window until the user quits. argc and argv are the process's own;
 // launch arguments (-LarderDatabase PATH) are read from them.
 int run(int &argc, char **argv);

@@ -94,31 +94,37 @@ void SearchModel::setText(const QString &text)
     if (_text == text)
         return;
     _text = text;
-    Q_EMIT textChanged();
     textEdited();
 }
 
 void SearchModel::textEdited()
 {
-    m_aiTask.cancel();
-    m_claudeDelay->cancel();
-    setRanked({});
-    setAiAnswered(false);
-    setSuggestion({});
-
+    // The pause is timed from the keystroke: the search is scheduled before
+    // anyone hears of the new text, so that what the screen does with it
+    // doesn't lengthen the pause.
     const QString trimmed = _text.trimmed();
+    const SearchQuery query = trimmed.isEmpty() ? SearchQuery{} : LocalQueryParser().parse(trimmed);
     if (trimmed.isEmpty()) {
         m_localTask.cancel();
         m_localDelay->cancel();
         m_localStart->cancel();
         m_localOutcome.reset();
-        setQuery(SearchQuery{});
+    } else {
+        scheduleLocalSearch(query, localDelayMs);
+    }
+    m_aiTask.cancel();
+    m_claudeDelay->cancel();
+    Q_EMIT textChanged();
+    setRanked({});
+    setAiAnswered(false);
+    setSuggestion({});
+    setQuery(query);
+    if (trimmed.isEmpty()) {
         setResults({});
         setPhase(Phase::idle);
         return;
     }
-    setQuery(LocalQueryParser().parse(trimmed));
-    startLocalSearch(localDelayMs);
+    setPhase(Phase::searching);
 
     // A purely structured request such as "videos last month" never costs a
     // Claude call by itself.
@@ -127,7 +133,14 @@ void SearchModel::textEdited()
         m_claudeDelay->call([this](const CancellationToken &) { submit(); });
 }
 
-void SearchModel::startLocalSearch(int delayMs)
+void SearchModel::searchNow()
+{
+    scheduleLocalSearch(_query, 0);
+    setPhase(Phase::searching);
+    showLocalResults();
+}
+
+void SearchModel::scheduleLocalSearch(const SearchQuery &query, int delayMs)
 {
     m_localTask.cancel();
     m_localDelay->cancel();
@@ -135,8 +148,6 @@ void SearchModel::startLocalSearch(int delayMs)
     m_localOutcome.reset();
     m_localStarted = false;
     m_showWhenIn = false;
-    setPhase(Phase::searching);
-    const SearchQuery query = _query;
     if (delayMs > 0) {
         m_localStart->call([this, query](const CancellationToken &) { runLocalSearch(query); });
         m_localDelay->call([this, query](const CancellationToken &) {
@@ -147,7 +158,6 @@ void SearchModel::startLocalSearch(int delayMs)
         return;
     }
     runLocalSearch(query);
-    showLocalResults();
 }
 
 void SearchModel::runLocalSearch(const SearchQuery &query)
@@ -218,7 +228,7 @@ void SearchModel::submit()
     // The pause timer or Return may see text that the query has not caught up with.
     if (trimmed != _query.raw) {
         setQuery(LocalQueryParser().parse(trimmed));
-        startLocalSearch(0);
+        searchNow();
     }
     if (!m_settings.aiSearchEnabled())
         return;
@@ -337,7 +347,7 @@ void SearchModel::remove(const FilterChip &chip)
     setQuery(query);
     setRanked({});
     setAiAnswered(false);
-    startLocalSearch(0);
+    searchNow();
 }
 
 void SearchModel::removeChip(int index)

@@ -98,7 +98,11 @@ private:
     struct ClaudeStep;
 
     void textEdited();
-    void startLocalSearch(int delayMs);
+    // The local search of the query in force, shown as soon as it is in.
+    void searchNow();
+    // The local search of a query: run from halfway through the delay and
+    // shown when it ends, or run at once when there is none.
+    void scheduleLocalSearch(const SearchQuery &query, int delayMs);
     void runLocalSearch(const SearchQuery &query);
     // The local results of the present query on screen: at once when they
     // are in, else as soon as they come.

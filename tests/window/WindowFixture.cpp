@@ -1,6 +1,7 @@
 #include "WindowFixture.h"
 
 #include "screens/LibraryModel.h"
+#include "screens/SearchHitList.h"
 #include "search/SearchModel.h"
 #include "store/IndexStore.h"
 #include "support/DocumentFixtures.h"
@@ -172,8 +173,9 @@ QStringList WindowFixture::hitNames(const char *list) const
 {
     QStringList names;
     auto *results = m_shell->engine().rootContext()->contextProperty("searchResults").value<QObject *>();
-    for (const QVariant &hit : results->property(list).toList())
-        names.append(hit.toMap().value("name").toString());
+    const auto *rows = results->property(list).value<SearchHitList *>();
+    for (const FileHit &hit : rows->hits())
+        names.append(hit.file.name);
     return names;
 }
 

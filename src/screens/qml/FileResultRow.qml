@@ -2,12 +2,19 @@ import QtQuick
 import QtQuick.Layouts
 
 // One file in a list of results: thumbnail, name, the matched words of its
-// snippet in bold, and Claude's reason when there is one.
+// snippet in bold, and Claude's reason when there is one. A row of a list of
+// search hits, whose roles it takes by name: a reused row only takes new
+// values, and every binding below reads one of them.
 Rectangle {
     id: row
-    property var file: ({})
-    property string snippet
-    property string reason
+    required property string name
+    required property string thumbnail
+    required property string symbol
+    required property string tint
+    required property string sizeText
+    // Rich text: the matched words already in bold.
+    required property string snippet
+    required property string reason
     property bool isSelected: false
     signal pressed(int modifiers)
     signal activated()
@@ -16,12 +23,6 @@ Rectangle {
     radius: Theme.smallRadius
     color: isSelected ? Theme.selection : mouse.containsMouse ? Theme.hover : "transparent"
 
-    // The snippet's ⟦ ⟧ markers become emphasis and never show.
-    function emphasised(text) {
-        const escaped = text.replace(/&/g, "&amp;").replace(/</g, "&lt;").replace(/>/g, "&gt;")
-        return escaped.replace(/⟦/g, "<b>").replace(/⟧/g, "</b>")
-    }
-
     RowLayout {
         anchors.fill: parent
         anchors.leftMargin: 10
@@ -29,16 +30,16 @@ Rectangle {
         spacing: 12
         Thumbnail {
             size: 42
-            source: row.file.thumbnail || ""
-            symbol: row.file.symbol || "doc.fill"
-            tint: row.file.tint || ""
+            source: row.thumbnail
+            symbol: row.symbol
+            tint: row.tint
         }
         ColumnLayout {
             Layout.fillWidth: true
             spacing: 2
             Text {
                 Layout.fillWidth: true
-                text: row.file.name || ""
+                text: row.name
                 color: Theme.text
                 font.family: Theme.fontFamily
                 font.pixelSize: Theme.bodySize
@@ -48,7 +49,7 @@ Rectangle {
             Text {
                 Layout.fillWidth: true
                 visible: row.snippet.length > 0
-                text: row.emphasised(row.snippet)
+                text: row.snippet
                 textFormat: Text.StyledText
                 color: Theme.secondaryText
                 font.family: Theme.fontFamily
@@ -67,7 +68,7 @@ Rectangle {
             }
         }
         Text {
-            text: row.file.sizeText || ""
+            text: row.sizeText
             color: Theme.tertiaryText
             font.family: Theme.fontFamily
             font.pixelSize: Theme.captionSize

@@ -13,7 +13,7 @@ Item {
     readonly property string phase: searchResults.phase
     readonly property bool hasText: search.text.trim().length > 0
     readonly property bool busy: phase === "searching" || phase === "understanding" || phase === "ranking"
-    readonly property bool nothingFound: hasText && !busy && searchResults.ranked.length === 0 && searchResults.others.length === 0
+    readonly property bool nothingFound: hasText && !busy && searchResults.ranked.count === 0 && searchResults.others.count === 0
     // The file chosen for the inspector; -1 for none.
     property var selectedID: -1
 
@@ -28,9 +28,9 @@ Item {
     }
     Component.onCompleted: if (app.focusSearchField) focusField()
 
-    function choose(item) {
-        selectedID = item.fileID
-        app.inspect(item.record)
+    function choose(fileID, record) {
+        selectedID = fileID
+        app.inspect(record)
     }
 
     ColumnLayout {
@@ -107,7 +107,7 @@ Item {
                     understanding: "Claude is reading your request…",
                     ranking: "Ranking the best matches…",
                     failed: screen.search.failureText,
-                })[screen.phase] || (searchResults.ranked.length > 0 ? "Ranked by Claude"
+                })[screen.phase] || (searchResults.ranked.count > 0 ? "Ranked by Claude"
                       : app.settings.aiSearchEnabled && app.hasAPIKey ? "Press Return to ask Claude" : "")
                 color: screen.phase === "failed" ? Theme.text : Theme.secondaryText
                 font.family: Theme.fontFamily
@@ -175,7 +175,7 @@ Item {
                 width: results.width - 12
                 spacing: 2
                 RowLayout {
-                    visible: searchResults.ranked.length > 0
+                    visible: searchResults.ranked.count > 0
                     Layout.topMargin: 4
                     Layout.bottomMargin: 4
                     spacing: 10
@@ -192,20 +192,18 @@ Item {
                 Repeater {
                     model: searchResults.ranked
                     FileResultRow {
-                        required property var modelData
                         required property int index
+                        required property var fileID
+                        required property var record
                         objectName: "bestMatch:" + index
                         Layout.fillWidth: true
-                        file: modelData
-                        snippet: modelData.snippet
-                        reason: modelData.reason
-                        isSelected: modelData.fileID === screen.selectedID
-                        onPressed: screen.choose(modelData)
-                        onActivated: app.previewFile(modelData.record, searchResults.allRecords())
+                        isSelected: fileID === screen.selectedID
+                        onPressed: screen.choose(fileID, record)
+                        onActivated: app.previewFile(record, searchResults.allRecords())
                     }
                 }
                 Text {
-                    visible: searchResults.ranked.length > 0 && searchResults.others.length > 0
+                    visible: searchResults.ranked.count > 0 && searchResults.others.count > 0
                     Layout.topMargin: 14
                     Layout.bottomMargin: 4
                     text: "Other results"
@@ -215,17 +213,18 @@ Item {
                     font.weight: Font.DemiBold
                 }
             }
+            // Rows that scroll away or go with a new request are kept for
+            // the next ones, which only take new values.
+            reuseItems: true
             delegate: FileResultRow {
-                required property var modelData
                 required property int index
+                required property var fileID
+                required property var record
                 objectName: "otherResult:" + index
                 width: results.width - 12
-                file: modelData
-                snippet: modelData.snippet
-                reason: modelData.reason
-                isSelected: modelData.fileID === screen.selectedID
-                onPressed: screen.choose(modelData)
-                onActivated: app.previewFile(modelData.record, searchResults.allRecords())
+                isSelected: fileID === screen.selectedID
+                onPressed: screen.choose(fileID, record)
+                onActivated: app.previewFile(record, searchResults.allRecords())
             }
         }
 
