@@ -1,8 +1,10 @@
 // The generated folder tree that the scanning benchmarks walk: files of ten
-// kinds with names made of everyday words, in folders of a hundred files,
+// kinds with names as varied as a person's (see name() below), in folders of a hundred files,
 // each file's bytes its own, a few of them copies of another, sizes from a
 // few bytes to about 12 KB and modification dates over the last five years.
 #pragma once
+
+#include "WordModel.h"
 
 #include <QBuffer>
 #include <QByteArray>
@@ -11,6 +13,7 @@
 #include <QFile>
 #include <QImage>
 #include <QList>
+#include <QSet>
 #include <QString>
 
 #include <sys/stat.h>
@@ -128,33 +131,111 @@ inline QByteArray ownBytes(qint64 i)
     return bytes;
 }
 
-inline QString name(qint64 i)
+// The names. A person's names are far more varied than a handful of words:
+// most of their words are rare, a few common, and many names hold no word at
+// all but a camera's or a recorder's date. Names drawn from a short list of
+// words would make each word of a request match a large share of the
+// library (with twenty words, a tenth of a million files), which no real
+// library does, and a search would be measured on a load no person meets.
+// So:
+// - Photos and screen captures (png) are named by the phone or the
+//   screenshot tool, recordings (wav) mostly by the recorder, with the
+//   file's date.
+// - Documents, notes, tables and archives get one to three words of the
+//   benchmarks' made-up language (WordModel.h: Zipf's law over 50,000
+//   words, the words people look for at realistic ranks), the first often a
+//   word of the folder's topic; some end in a year, a date, a version or a
+//   copy's number.
+// - Source files run one or two words together in CamelCase; programs end
+//   in a version.
+// Each file's name depends on its number alone.
+inline const BenchWords::WordModel &words()
 {
-    static const char *const words[] = {"report", "invoice", "holiday", "lease", "budget", "notes", "meeting",
-                                        "draft", "photo", "scan", "contract", "receipt", "summary", "plan",
-                                        "minutes", "letter", "statement", "recipe", "ticket", "manual"};
-    constexpr qint64 count = sizeof words / sizeof *words;
-    return QStringLiteral("%1-%2-%3.%4")
-        .arg(QLatin1String(words[mix(i) % count]), QLatin1String(words[(i / 7) % count]))
-        .arg(i)
-        .arg(QLatin1String(kinds().at(i % kinds().size()).extension));
+    static const BenchWords::WordModel model;
+    return model;
+}
+
+inline QString someWords(int topic, int most, const QString &separators, BenchWords::Random &random)
+{
+    using BenchWords::below;
+    QString base;
+    const int count = 1 + below(random, most);
+    for (int w = 0; w < count; ++w) {
+        const std::string &word = w == 0 && topic >= 0 && below(random, 5) < 3 ? words().topicWord(topic, random)
+                                                                              : words().contentWord(random);
+        if (!base.isEmpty())
+            base += separators.at(below(random, int(separators.size())));
+        base += QString::fromStdString(word);
+    }
+    return base;
+}
+
+inline QString name(qint64 i, const QDateTime &modified)
+{
+    using BenchWords::below;
+    BenchWords::Random random(quint64(i) * 0x9E3779B97F4A7C15ull + 1);
+    // Seven folders in ten are about one topic.
+    const int folderTopic = int(mix(i / 100 + 12345) % 14);
+    const int topic = folderTopic < BenchWords::topicCount ? folderTopic : -1;
+    const QString extension = QLatin1String(kinds().at(i % kinds().size()).extension);
+    QString base;
+    if (extension == QLatin1String("png")) {
+        base = below(random, 2) == 0 ? modified.toString(QStringLiteral("'Screenshot from' yyyy-MM-dd hh-mm-ss"))
+                                     : modified.toString(QStringLiteral("'IMG_'yyyyMMdd_hhmmss"));
+    } else if (extension == QLatin1String("wav") && below(random, 3) > 0) {
+        base = modified.toString(QStringLiteral("'Recording' yyyy-MM-dd hh-mm-ss"));
+    } else if (extension == QLatin1String("cpp")) {
+        for (const QString &word : someWords(topic, 2, QStringLiteral(" "), random).split(u' '))
+            base += word.at(0).toUpper() + word.mid(1);
+    } else {
+        base = someWords(topic, 3, QStringLiteral(" _-"), random);
+        const int ending = below(random, 10);
+        if (extension == QLatin1String("bin") || extension == QLatin1String("zip"))
+            base += QStringLiteral("-%1.%2.%3").arg(below(random, 4)).arg(below(random, 20)).arg(below(random, 10));
+        else if (ending < 3)
+            base += modified.toString(QStringLiteral(" yyyy"));
+        else if (ending == 3)
+            base += modified.toString(QStringLiteral(" yyyy-MM-dd"));
+        else if (ending == 4)
+            base += QStringLiteral(" v%1").arg(1 + below(random, 5));
+        else if (ending == 5)
+            base += QStringLiteral(" final");
+        else if (ending == 6)
+            base += QStringLiteral(" (%1)").arg(1 + below(random, 4));
+    }
+    return base + u'.' + extension;
+}
+
+// A name not yet taken in the folder: the same name again gets a copy's number.
+inline QString freeName(const QString &wanted, QSet<QString> &taken)
+{
+    QString name = wanted;
+    const qsizetype dot = wanted.lastIndexOf(u'.');
+    for (int copy = 2; taken.contains(name); ++copy)
+        name = wanted.left(dot) + QStringLiteral(" (%1)").arg(copy) + wanted.mid(dot);
+    taken.insert(name);
+    return name;
 }
 
 } // namespace Detail
 
-// The benchmarks' own arguments, "[FILES] [--keep TREE]": how many files,
-// and a folder that keeps the tree for the next run.
+// The benchmarks' own arguments, "[FILES] [--keep TREE] [--library FILE]":
+// how many files, a folder that keeps the tree for the next run, and a
+// library file kept for the next run.
 struct TreeArguments
 {
     qint64 files = 0;
     QString kept;
+    QString library;
 };
 inline TreeArguments treeArguments(const QStringList &arguments, qint64 files)
 {
-    TreeArguments parsed{files, {}};
+    TreeArguments parsed{files, {}, {}};
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         if (arguments.at(i) == QLatin1String("--keep") && i + 1 < arguments.size())
             parsed.kept = arguments.at(++i);
+        else if (arguments.at(i) == QLatin1String("--library") && i + 1 < arguments.size())
+            parsed.library = arguments.at(++i);
         else
             parsed.files = arguments.at(i).toLongLong();
     }
@@ -169,17 +250,20 @@ inline Tree generate(const QString &root, qint64 files)
     constexpr qint64 fiveYears = 5 * 365 * 86400;
     Tree tree;
     QString folder;
+    QSet<QString> taken; // the names in the folder
     for (qint64 i = 0; i < files; ++i) {
         if (i % 100 == 0) {
             folder = QStringLiteral("%1/d%2/e%3").arg(root).arg(i / 10000).arg((i / 100) % 100);
             QDir().mkpath(folder);
+            taken.clear();
         }
         const QByteArray bytes = Detail::ownBytes(Detail::isCopy(i) ? i - 10 : i);
-        QFile file(folder + u'/' + Detail::name(i));
+        const time_t seconds = time_t(now - qint64(Detail::mix(i * 31 + 7)) % fiveYears);
+        QFile file(folder + u'/' + Detail::freeName(Detail::name(i, QDateTime::fromSecsSinceEpoch(seconds)), taken));
         if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
             continue;
         file.flush();
-        const timespec modified{time_t(now - qint64(Detail::mix(i * 31 + 7)) % fiveYears), 0};
+        const timespec modified{seconds, 0};
         const timespec times[2] = {modified, modified};
         ::futimens(file.handle(), times);
         ++tree.files;

@@ -134,9 +134,9 @@ public:
             m_buffers->clear();
             spareBuffers = std::move(m_buffers);
         }
-        if (m_lengthStatement) {
+        if (m_lengths) {
             std::lock_guard guard(m_db.lock());
-            sqlite3_finalize(m_lengthStatement);
+            sqlite3_blob_close(m_lengths);
         }
     }
 
@@ -433,36 +433,34 @@ private:
     {
         if (candidate.exact)
             return SQLITE_OK;
-        int rc = SQLITE_OK;
-        if (!m_lengthStatement) {
-            rc = sqlite3_prepare_v3(m_db.handle(), "SELECT sz FROM passages_docsize WHERE id = ?", -1,
-                                    SQLITE_PREPARE_PERSISTENT, &m_lengthStatement, nullptr);
-            if (rc != SQLITE_OK)
-                return rc;
+        // A blob handle moved from row to row reads the row's sizes with a
+        // seek and no statement to step: a common word may read thousands.
+        int rc = m_lengths ? sqlite3_blob_reopen(m_lengths, candidate.rowid)
+                           : sqlite3_blob_open(m_db.handle(), "main", "passages_docsize", "sz", candidate.rowid, 0,
+                                               &m_lengths);
+        if (rc != SQLITE_OK) {
+            // A handle that failed to move is spent; every row of the table
+            // has its sizes, so a missing one is a damaged index.
+            sqlite3_blob_close(m_lengths);
+            m_lengths = nullptr;
+            return rc == SQLITE_ERROR ? SQLITE_CORRUPT : rc;
         }
-        sqlite3_bind_int64(m_lengthStatement, 1, candidate.rowid);
-        rc = sqlite3_step(m_lengthStatement);
-        quint64 length = 0;
-        if (rc == SQLITE_ROW) {
-            rc = SQLITE_OK;
-            const auto *bytes = static_cast<const unsigned char *>(sqlite3_column_blob(m_lengthStatement, 0));
-            const int size = sqlite3_column_bytes(m_lengthStatement, 0);
-            for (int at = 0; at < size;) {
-                quint64 column = 0;
-                const int used = readVarint(bytes + at, size - at, column);
-                if (used == 0) {
-                    rc = SQLITE_CORRUPT;
-                    break;
-                }
-                length += column;
-                at += used;
-            }
-        } else if (rc == SQLITE_DONE) {
-            rc = SQLITE_CORRUPT; // every row of the table has its length
-        }
-        sqlite3_reset(m_lengthStatement);
+        unsigned char bytes[64];
+        const int size = sqlite3_blob_bytes(m_lengths);
+        if (size > int(sizeof bytes))
+            return SQLITE_CORRUPT; // a varint a column, and the table has two
+        rc = sqlite3_blob_read(m_lengths, bytes, size, 0);
         if (rc != SQLITE_OK)
             return rc;
+        quint64 length = 0;
+        for (int at = 0; at < size;) {
+            quint64 column = 0;
+            const int used = readVarint(bytes + at, size - at, column);
+            if (used == 0)
+                return SQLITE_CORRUPT;
+            length += column;
+            at += used;
+        }
         candidate.score = score(m_frequencies.data() + candidate.frequencies, double(length));
         candidate.exact = true;
         return SQLITE_OK;
@@ -545,7 +543,7 @@ private:
 
     bool m_emitting = false;
     std::vector<Candidate> &m_resolved = m_buffers->resolved;
-    sqlite3_stmt *m_lengthStatement = nullptr;
+    sqlite3_blob *m_lengths = nullptr; // on the passages' sizes, moved from row to row
 };
 
 // The ranking whose statement runs on this thread. A statement runs to its

@@ -146,4 +146,23 @@ TEST_F(FullTextRankTest, GivingUpPhraseByPhraseThenGatheringRowByRowAfresh)
     EXPECT_THROW(db->query(u"SELECT passage_rank(passages) FROM passages WHERE passages MATCH 'lease'"_s), SQLiteError);
 }
 
+TEST_F(FullTextRankTest, AMissingRowLengthIsADamagedIndexNotAWrongOrder)
+{
+    // The best row's length is needed before any row can come out.
+    const QString lease = uR"("lease")"_s;
+    const Ranked best = bm25(lease, everyRow, 1);
+    ASSERT_EQ(best.size(), 1);
+    db->run(u"DELETE FROM passages_docsize WHERE id = ?"_s, {best.first().first});
+    for (const Gathering gathering : {Gathering::rowByRow, Gathering::phraseByPhrase}) {
+        PassageRanking ranking(*db, 3);
+        gather(ranking, lease, everyRow, gathering);
+        EXPECT_THROW(ranking.next(), SQLiteError) << int(gathering);
+    }
+    // The next ranking on the thread reads lengths again.
+    const QString invoice = uR"("invoice")"_s;
+    PassageRanking ranking(*db, 3);
+    gather(ranking, invoice, everyRow, Gathering::rowByRow);
+    EXPECT_EQ(take(ranking, 3).second, bm25(invoice, everyRow, 3));
+}
+
 } // namespace
