@@ -6,6 +6,7 @@
 #include "app/AppModel.h"
 #include "core/Format.h"
 #include "indexing/FileScanner.h"
+#include "store/BulkLoad.h"
 #include "store/IndexStore.h"
 
 #include <QDateTime>
@@ -42,12 +43,15 @@ int runScan(CommandContext &context)
     // Every row this walk sees gets this time; rows of the root left with an
     // older one have gone from disk.
     const double seenAt = double(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
+    // An empty library is filled in bulk.
+    BulkLoad load(store);
     qint64 found = 0;
     found = scanner.walk(root, FileScanner::defaultBatchSize, [&](const QList<FileRecord> &batch) {
         store.files().upsert(batch, root, seenAt);
         context.progress(QStringLiteral("Scanning %1 … %2 files").arg(root, Format::count(found + batch.size())));
         found += batch.size();
     });
+    load.finish();
     const qint64 removed = store.files().reconcile(root, seenAt);
     context.endProgress();
 

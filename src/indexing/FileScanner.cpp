@@ -108,6 +108,9 @@ struct FileScanner::Private
     };
 
     const IndexStore *store = nullptr;
+    // Whether the walked folder held stored files when the walk began; a
+    // first scan of a folder asks the library nothing about its batches.
+    bool mayMeetStoredFiles = false;
     FileTypes types;
     ApplicationIds applicationIds;
     FileTraces::RecentlyUsed recentlyUsed;
@@ -269,7 +272,8 @@ void FileScanner::Private::complete(QList<FileRecord> &batch,
 {
     if (batch.isEmpty())
         return;
-    const QHash<QString, FileKind> unchanged = store ? store->files().unchangedKinds(batch) : QHash<QString, FileKind>();
+    const QHash<QString, FileKind> unchanged =
+        mayMeetStoredFiles ? store->files().unchangedKinds(batch) : QHash<QString, FileKind>();
     QList<FileRecord> ready;
     ready.reserve(batch.size());
     for (qsizetype i = 0; i < batch.size(); ++i) {
@@ -326,6 +330,7 @@ qint64 FileScanner::walk(const QString &root, int batchSize, const Flush &flush,
     const auto rootStat = statPath(QFile::encodeName(rootPath));
     if (!rootStat || !rootStat->isDirectory())
         return 0;
+    d->mayMeetStoredFiles = d->store && d->store->files().holdsFilesUnder(rootPath);
 
     struct Frame
     {
@@ -423,6 +428,7 @@ std::optional<FileRecord> FileScanner::record(const QString &path)
     std::optional<FileRecord> result;
     QList<FileRecord> batch{*record};
     d->pending = {state};
+    d->mayMeetStoredFiles = d->store != nullptr;
     d->complete(batch, [&](QList<FileRecord> &&ready) { result = ready.first(); }, CancellationToken::none());
     return result;
 }

@@ -4,6 +4,7 @@
 #include "indexing/CountedTasks.h"
 #include "indexing/FileScanner.h"
 #include "indexing/IndexingStatus.h"
+#include "store/BulkLoad.h"
 #include "store/IndexStore.h"
 
 #include <QDateTime>
@@ -46,6 +47,9 @@ void LibraryScan::scan(const QStringList &roots, const CancellationToken &token)
 {
     FileScanner scanner(&m_store);
     Tally tally;
+    // A first scan fills an empty library in bulk; a scan cut short builds
+    // the indexes as it ends.
+    BulkLoad load(m_store);
     for (const QString &root : roots) {
         // A replaced scan ends here: the scan that replaced it starts the
         // watcher and the extraction.
@@ -83,6 +87,13 @@ void LibraryScan::scan(const QStringList &roots, const CancellationToken &token)
     // scan that replaced it, so no watcher outlives stop().
     if (token.isCancelled())
         return;
+    try {
+        load.finish();
+    } catch (const DescribedError &error) {
+        // The library is whole without them, only slower to read; its next
+        // open builds them.
+        Tasks::deliver(this, [this, description = error.description()] { Q_EMIT failed(description); });
+    }
     m_whenComplete(roots, token);
     Tasks::deliver(this, token, [this, tally] {
         m_status.bumpRevision();

@@ -266,6 +266,18 @@ QHash<QString, FileKind> FileRecords::unchangedKinds(const QList<FileRecord> &re
     return unchanged;
 }
 
+bool FileRecords::holdsFilesUnder(const QString &folder) const
+{
+    FileFilter filter;
+    filter.folder = folder;
+    const CompiledFilter compiled = compileFilter(filter);
+    return reader()
+               .scalar(QStringLiteral("SELECT EXISTS(SELECT 1 FROM files f WHERE ") + compiled.clause + u')',
+                       compiled.bindings)
+               .intValue()
+               .value_or(1)
+           != 0;
+}
 
 namespace {
 

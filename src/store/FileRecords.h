@@ -32,6 +32,10 @@ public:
     // written.
     QHash<QString, FileKind> unchangedKinds(const QList<FileRecord> &records) const;
 
+    // Whether any file under the folder is stored: a walk of a folder that
+    // holds none can't meet an unchanged file. Reads the path index's range.
+    bool holdsFilesUnder(const QString &folder) const;
+
     // Each removal takes a file's passages, then its row.
     // Unknown paths are passed over.
     void deletePaths(const QStringList &paths);

@@ -1,6 +1,7 @@
 #include "store/IndexStore.h"
 
 #include "store/FullTextRank.h"
+#include "store/LibraryLock.h"
 
 #include "core/Paths.h"
 
@@ -49,8 +50,11 @@ std::unique_ptr<IndexStore> IndexStore::open(const QUrl &url)
         throw FileSystemError(QStringLiteral("Couldn't create the folder “%1”: %2.")
                                   .arg(folder, QString::fromStdString(error.message())));
     }
-    auto store = std::make_unique<IndexStore>(std::make_shared<SQLiteDatabase>(path, accessFor(path)));
+    const SQLiteDatabase::Access access = accessFor(path);
+    auto store = std::make_unique<IndexStore>(std::make_shared<SQLiteDatabase>(path, access));
     store->migrate();
+    if (access == SQLiteDatabase::Access::readWrite && store->storedSchemaVersion() == schemaVersion)
+        store->restoreFileIndexes();
     return store;
 }
 
@@ -60,6 +64,20 @@ std::unique_ptr<IndexStore> IndexStore::openInMemory()
     auto store = std::make_unique<IndexStore>(std::make_shared<SQLiteDatabase>(QStringLiteral(":memory:")));
     store->migrate();
     return store;
+}
+
+void IndexStore::restoreFileIndexes()
+{
+    if (missingFileIndexes().isEmpty())
+        return;
+    LibraryLock writer(path());
+    try {
+        if (!writer.tryLock())
+            return;
+    } catch (const FileSystemError &) {
+        return;
+    }
+    m_db->transaction([&] { buildFileIndexes(); });
 }
 
 QUrl IndexStore::defaultURL()

@@ -64,6 +64,10 @@ public:
         return m_db->transaction(std::forward<Body>(body));
     }
 
+    // Indexes of the files table that a bulk load left unbuilt (it was cut
+    // short); open() builds them when no other process writes the library.
+    QStringList missingFileIndexes() const;
+
     FileRecords files() const;
     PassageIndex passages() const;
     TextQueue textQueue() const;
@@ -72,6 +76,15 @@ public:
     MeetingRows meetingRows() const;
 
 private:
+    friend class BulkLoad;
+    // The files table's indexes for reading; creating is skipped for those
+    // that exist. Run inside a transaction.
+    void buildFileIndexes();
+    void dropFileIndexes();
+    // Builds what missingFileIndexes() names, unless another process holds
+    // the library: that one may be loading it in bulk, and builds them itself.
+    void restoreFileIndexes();
+
     std::shared_ptr<SQLiteDatabase> m_db;
     std::shared_ptr<FileRecords::Reader> m_reader; // shared by copies, like m_db
 };

@@ -34,12 +34,6 @@ CREATE TABLE IF NOT EXISTS files(
     text_excerpt TEXT,
     seen_at REAL NOT NULL DEFAULT 0
 );
-CREATE INDEX IF NOT EXISTS files_kind ON files(kind, modified DESC);
-CREATE INDEX IF NOT EXISTS files_size ON files(size DESC);
-CREATE INDEX IF NOT EXISTS files_source ON files(source);
-CREATE INDEX IF NOT EXISTS files_modified ON files(modified DESC);
-CREATE INDEX IF NOT EXISTS files_text_state ON files(text_state);
-CREATE INDEX IF NOT EXISTS files_root ON files(root, seen_at);
 
 CREATE VIRTUAL TABLE IF NOT EXISTS passages USING fts5(
     title, body,
@@ -80,6 +74,23 @@ CREATE TABLE IF NOT EXISTS live_answers(
 CREATE INDEX IF NOT EXISTS live_answers_meeting ON live_answers(meeting_id, created);
 )SQL";
 
+// The indexes of the files table that listings, searches, the text queue and
+// the reconciliation read, and that no write of a scan needs: a bulk load
+// goes without them (the path's own index stays, for the upsert's lookups).
+struct FileIndex
+{
+    const char *name;
+    const char *columns;
+};
+constexpr FileIndex fileIndexes[] = {
+    {"files_kind", "kind, modified DESC"},
+    {"files_size", "size DESC"},
+    {"files_source", "source"},
+    {"files_modified", "modified DESC"},
+    {"files_text_state", "text_state"},
+    {"files_root", "root, seen_at"},
+};
+
 static_assert(std::string_view(schemaVersion1).find(PassageIndex::tokenize) != std::string_view::npos,
               "snippets cut text as the passages table does");
 
@@ -92,6 +103,33 @@ void IndexStore::migrate()
         return;
     m_db->transaction([&] {
         m_db->execute(QString::fromUtf8(schemaVersion1));
+        buildFileIndexes();
         m_db->execute(QStringLiteral("PRAGMA user_version = 1"));
     });
+}
+
+QStringList IndexStore::missingFileIndexes() const
+{
+    QStringList missing;
+    for (const FileIndex &index : fileIndexes) {
+        const QString name = QString::fromLatin1(index.name);
+        if (!m_db->scalar(QStringLiteral("SELECT 1 FROM sqlite_master WHERE type = 'index' AND name = ?"), {name})
+                 .intValue())
+            missing.append(name);
+    }
+    return missing;
+}
+
+void IndexStore::buildFileIndexes()
+{
+    for (const FileIndex &index : fileIndexes) {
+        m_db->execute(QStringLiteral("CREATE INDEX IF NOT EXISTS %1 ON files(%2)")
+                          .arg(QLatin1String(index.name), QLatin1String(index.columns)));
+    }
+}
+
+void IndexStore::dropFileIndexes()
+{
+    for (const FileIndex &index : fileIndexes)
+        m_db->execute(QStringLiteral("DROP INDEX IF EXISTS %1").arg(QLatin1String(index.name)));
 }

@@ -93,6 +93,8 @@ TEST_F(LibraryCommandsTest, ScanFindsFilesThatListFiltersAndSorts)
     const auto scanned = larder({"scan", root});
     EXPECT_EQ(scanned.out, QString("Scanned %1: 4 files found, 0 removed.\n").arg(root));
     EXPECT_TRUE(scanned.exitCode == 0 && scanned.err.isEmpty()) << "no progress without a terminal";
+    EXPECT_EQ(IndexStore(std::make_shared<SQLiteDatabase>(database)).missingFileIndexes(), QStringList())
+        << "the first scan built the indexes it went without";
     const QString screenshot = "Screenshot from 2024-05-01.png";
     // The options and the names listed.
     const std::pair<QStringList, QStringList> cases[] = {

@@ -179,6 +179,19 @@ TEST_F(FileRecordsTest, ReconcileAndDeletionsRemoveOnlyTheirRowsAndTakeThePassag
     EXPECT_EQ(fileAndPassageRows(), std::pair(1ll, 1ll)) << "v.pdf went with the root that saw it last, u.pdf stays";
 }
 
+TEST_F(FileRecordsTest, AFolderHoldsTheFilesStoredBelowItAndNoSiblingsOnes)
+{
+    upsert({file(u"/home/a/Docs2/z.pdf"_s, 1, 1), file(u"/home/a/Docs/sub/y.pdf"_s, 1, 1)});
+    const std::pair<QString, bool> cases[] = {
+        {u"/home/a/Docs"_s, true}, {u"/home/a/Docs/"_s, true},  {u"/home/a"_s, true},       {u"/"_s, true},
+        {u"/home/a/Doc"_s, false}, {u"/home/a/Docs/sub/y.pdf/x"_s, false}, {u"/home/b"_s, false},
+    };
+    for (const auto &[folder, holds] : cases)
+        EXPECT_EQ(files.holdsFilesUnder(folder), holds) << folder.toStdString();
+    files.deleteFolder(u"/home/a/Docs"_s);
+    EXPECT_FALSE(files.holdsFilesUnder(u"/home/a/Docs"_s));
+}
+
 TEST_F(FileRecordsTest, ListSortsPagesAndCountsUnderTheFilter)
 {
     FileRecord c = file(u"/r/c.zip"_s, 100, 20, FileKind::archive);
