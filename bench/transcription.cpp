@@ -4,7 +4,8 @@
 //
 // The sentences play as one stream with a second of silence between them,
 // fed in 0.1 s slices as a capture delivers them, once with a running guess
-// every 0.5 s and once with final results only. Each final result counts for
+// every 0.5 s and once with final results only, then once more with final
+// results only while favouring a list of library words. Each final result counts for
 // the sentence its time range overlaps most. Prints per sentence and overall:
 // WER (goal: at most 15 %; scored after the usual normalisation of both
 // sides, and as written beside it), RTF (goal: at most 0.3 with guesses), the time a
