@@ -2,6 +2,7 @@
 
 #include "platform/OnnxRuntime.h"
 #include "platform/SpeechVocabulary.h"
+#include "platform/WordBias.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -29,6 +30,9 @@ constexpr int minimumTokens = 6;
 // errors as eight, at a quarter of the cost.
 constexpr int thoroughBeams = 2;
 
+// How much likelier, in log probability, a piece of a favoured word is made.
+constexpr float favouredWordBonus = 3.0f;
+
 // The detector looks at each window together with the 64 samples before it.
 constexpr int detectorContext = 64;
 constexpr int detectorStateSize = 2 * 1 * 128;
@@ -52,6 +56,7 @@ struct MoonshineEngine::Models
     OnnxSession decoder;
     OnnxSession detector;
     SpeechVocabulary vocabulary;
+    WordBias bias;
     // For each decoder input named past_key_values.*, the index of the
     // present.* output that feeds it at the next step, and whether it holds
     // the encoder's keys (computed once, at the first step).
@@ -141,7 +146,7 @@ std::shared_ptr<MoonshineEngine> MoonshineEngine::load(const QString &folder)
                                                      OnnxSession(runtime, path(decoderFile)),
                                                      OnnxSession(runtime, path(detectorFile)),
                                                      SpeechVocabulary::load(path(vocabularyFile)),
-                                                     {}, 8, 36});
+                                                     {}, {}, 8, 36});
     const std::string pastPrefix = "past_key_values";
     const auto &outputs = models->decoder.outputNames();
     for (const std::string &input : models->decoder.inputNames()) {
@@ -164,6 +169,11 @@ MoonshineEngine::MoonshineEngine(std::unique_ptr<Models> models)
 }
 
 MoonshineEngine::~MoonshineEngine() = default;
+
+void MoonshineEngine::favourWords(const QStringList &words)
+{
+    m->bias = WordBias(m->vocabulary, words, favouredWordBonus);
+}
 
 std::unique_ptr<VoiceDetector> MoonshineEngine::makeVoiceDetector() const
 {
@@ -228,7 +238,8 @@ QString MoonshineEngine::transcribe(std::span<const float> utterance, Decoding d
             const int64_t vocabulary = shape.empty() ? 0 : shape.back();
             if (vocabulary <= 0)
                 continue;
-            const float *logits = out.front().data<float>();
+            float *logits = out.front().data<float>();
+            m->bias.favour(beam.tokens, std::span<float>(logits, size_t(vocabulary)));
             const float top = *std::max_element(logits, logits + vocabulary);
             double sum = 0;
             for (int64_t t = 0; t < vocabulary; ++t)

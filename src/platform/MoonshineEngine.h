@@ -24,6 +24,11 @@ public:
     static std::shared_ptr<MoonshineEngine> load(const QString &folder = locateFolder());
     ~MoonshineEngine() override;
 
+    // Words to favour in every decode from now on (names and terms the user
+    // is likely to say); an empty list favours none. Call it before
+    // transcribing starts: it is not safe while a decode runs.
+    void favourWords(const QStringList &words);
+
     std::unique_ptr<VoiceDetector> makeVoiceDetector() const override;
     // A quick decode takes the likeliest token at each step; a thorough one
     // keeps the likeliest two transcripts so far (a beam search), which

@@ -20,6 +20,11 @@ SpeechVocabulary::SpeechVocabulary(std::vector<QByteArray> pieces)
 {
 }
 
+QByteArray SpeechVocabulary::piece(int64_t token) const
+{
+    return token >= 0 && token < int64_t(m_pieces.size()) ? m_pieces[size_t(token)] : QByteArray();
+}
+
 QString SpeechVocabulary::text(std::span<const int64_t> tokens) const
 {
     static const QByteArray wordStart("\xe2\x96\x81"); // "▁"

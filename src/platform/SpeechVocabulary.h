@@ -17,6 +17,8 @@ public:
     explicit SpeechVocabulary(std::vector<QByteArray> pieces);
 
     int size() const { return int(m_pieces.size()); }
+    // The piece of one token as written in the file; empty for unknown ids.
+    QByteArray piece(int64_t token) const;
     // The text of a token sequence, trimmed. Unknown ids print nothing.
     QString text(std::span<const int64_t> tokens) const;
 

@@ -1,5 +1,6 @@
 #include "platform/MoonshineEngine.h"
 #include "platform/SpeechVocabulary.h"
+#include "platform/WordBias.h"
 #include "support/SpeechFixtures.h"
 
 #include <gtest/gtest.h>
@@ -63,4 +64,40 @@ TEST(SpeechVocabulary, JoinsWordPiecesIntoText)
     };
     for (const Case &c : cases)
         EXPECT_EQ(vocabulary.text(c.tokens), c.text);
+}
+
+TEST(WordBias, FavoursPiecesOfTheWordsAndTakesItBackWhenAWordIsLeftUnfinished)
+{
+    //                                  0        1      2        3                     4      5
+    const SpeechVocabulary vocabulary({"<unk>", "<s>", "</s>", "\xe2\x96\x81" "Ber", "lin", "\xe2\x96\x81" "the",
+                                       "\xe2\x96\x81" "be", "ta", "on", "\xe2\x96\x81" "Maria", ","});
+    //                                  6                      7     8     9                         10
+    const WordBias bias(vocabulary, {"berlin", "Beta", "MARIA"}, 1.0f);
+    struct Case { std::vector<int64_t> sofar; std::vector<float> change; };
+    const Case cases[] = {
+        // Nothing written: the first pieces of favoured words, but not one
+        // of two letters.
+        {{}, {0, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0}},
+        // Within "Ber…": carrying on is favoured; anything else gives back
+        // the favour its first piece had.
+        {{3}, {-1, -1, -1, 0, 1, -1, -1, -1, -1, 0, -1}},
+        // "Berlin" is done: ending it costs nothing, carrying on costs both pieces.
+        {{3, 4}, {-2, -2, 0, 1, -2, 0, 0, -2, -2, 1, 0}},
+        // "be…" was not favoured when it began, so nothing is owed yet.
+        {{6}, {0, 0, 0, 1, 0, 0, 0, 1, 0, 1, 0}},
+        {{6, 7}, {-1, -1, 0, 1, -1, 0, 0, -1, -1, 1, 0}},
+        // An ordinary word changes nothing but the start of the next.
+        {{5}, {0, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0}},
+        // A piece that carries on no word, at the very start.
+        {{4}, {0, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0}},
+    };
+    for (const Case &c : cases) {
+        std::vector<float> scores(size_t(vocabulary.size()), 0.0f);
+        bias.favour(c.sofar, scores);
+        EXPECT_EQ(scores, c.change) << ::testing::PrintToString(c.sofar);
+    }
+    // No words: no change at all.
+    std::vector<float> scores(size_t(vocabulary.size()), 0.5f);
+    WordBias(vocabulary, {}, 1.0f).favour(std::vector<int64_t>{3}, scores);
+    EXPECT_EQ(scores, std::vector<float>(scores.size(), 0.5f));
 }
