@@ -37,6 +37,13 @@ private:
     size_t m_at = 0;
 };
 
+// A folder for the files a run writes, the same for the whole process: on
+// memory where there is a memory-backed file system, so that writing a file
+// each run costs no disk.
+QString fuzzFolder();
+// Writes a run's bytes to the file, making its folder; false when it can't.
+bool writeFuzzFile(const QString &path, const uint8_t *data, size_t size);
+
 // A failed property: prints what held and what was seen, then aborts so that
 // the fuzzer keeps the input.
 [[noreturn]] void fuzzFailure(const char *property, const QString &detail = QString());

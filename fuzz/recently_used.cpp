@@ -4,20 +4,11 @@
 
 #include "platform/FileTraces.h"
 
-#include <QDir>
-#include <QTemporaryDir>
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    // A file a run on memory, where there is a memory-backed folder.
-    static QTemporaryDir folder(QDir(QStringLiteral("/dev/shm")).exists() ? QStringLiteral("/dev/shm/larder-fuzz-XXXXXX")
-                                                                          : QDir::tempPath() + QStringLiteral("/larder-fuzz-XXXXXX"));
-    const QString path = folder.filePath(QStringLiteral("recently-used.xbel"));
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+    const QString path = fuzzFolder() + QStringLiteral("/recently-used.xbel");
+    if (!writeFuzzFile(path, data, size))
         return 0;
-    file.write(reinterpret_cast<const char *>(data), qint64(size));
-    file.close();
 
     FileTraces::RecentlyUsed recent;
     recent.refresh(path);

@@ -7,12 +7,17 @@
 #include <QCache>
 #include <QCryptographicHash>
 #include <QFileInfo>
-#include <QImageReader>
+#include <QHash>
 #include <QMimeDatabase>
 #include <QMutex>
 #include <QStandardPaths>
 
 #include <glib.h>
+#include <png.h>
+
+#include <csetjmp>
+#include <cstring>
+#include <vector>
 
 namespace {
 
@@ -40,19 +45,162 @@ std::optional<qint64> modificationSeconds(const QString &path)
     return info.lastModified().toSecsSinceEpoch();
 }
 
-// A cached thumbnail counts when it names the file's modification time. The
-// stamp is read from the decoded image: the reader's own text lookup splits
-// keys at their colons.
-QImage validThumbnail(const QString &thumbnailPath, qint64 mtime)
+// The largest text chunk of a cached thumbnail read: the desktop stores a
+// URI, a time and a few numbers there.
+constexpr png_alloc_size_t maxTextChunk = 64 * 1024;
+// A cached thumbnail's file is small; a larger one is not read at all.
+constexpr qint64 maxThumbnailBytes = 16 * 1024 * 1024;
+
+struct PngBytes
 {
-    if (!QFile::exists(thumbnailPath))
+    const QByteArray &bytes;
+    qsizetype at = 0;
+};
+
+void readPngBytes(png_structp png, png_bytep into, size_t count)
+{
+    auto *source = static_cast<PngBytes *>(png_get_io_ptr(png));
+    if (qsizetype(count) > source->bytes.size() - source->at)
+        png_error(png, "the thumbnail ends early");
+    std::memcpy(into, source->bytes.constData() + source->at, count);
+    source->at += qsizetype(count);
+}
+
+void ignorePngWarning(png_structp, png_const_charp) {}
+void failPng(png_structp png, png_const_charp) { png_longjmp(png, 1); }
+
+// libpng reports a failure by a long jump back to here, so the step passed
+// in owns nothing that would need a destructor.
+template<typename Step>
+bool guarded(png_structp png, Step step)
+{
+    if (setjmp(png_jmpbuf(png)))
+        return false;
+    step();
+    return true;
+}
+
+class PngReader
+{
+public:
+    explicit PngReader(const QByteArray &bytes)
+        : m_source{bytes}
+    {
+        m_png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, failPng, ignorePngWarning);
+        if (m_png)
+            m_info = png_create_info_struct(m_png);
+        if (!m_info)
+            return;
+        png_set_read_fn(m_png, &m_source, readPngBytes);
+        // A chunk that claims more than a thumbnail's text is refused before
+        // anything is allocated for it: otherwise libpng allocates and clears
+        // what a corrupt length claims, up to 2 GB, before it finds the file
+        // shorter. Qt's reader turns that check into a warning, which is why
+        // the cache is not read with it.
+        png_set_benign_errors(m_png, 0);
+        png_set_chunk_malloc_max(m_png, maxTextChunk);
+        // A damaged chunk makes the thumbnail damaged, text chunks included.
+        png_set_crc_action(m_png, PNG_CRC_DEFAULT, PNG_CRC_ERROR_QUIT);
+    }
+    ~PngReader() { png_destroy_read_struct(&m_png, m_info ? &m_info : nullptr, nullptr); }
+    PngReader(const PngReader &) = delete;
+    PngReader &operator=(const PngReader &) = delete;
+
+    // The header and every chunk before the pixels, the text among them.
+    bool readHeader()
+    {
+        png_structp png = m_png;
+        png_infop info = m_info;
+        return m_info && guarded(png, [png, info] { png_read_info(png, info); });
+    }
+    QSize size() const { return QSize(int(png_get_image_width(m_png, m_info)), int(png_get_image_height(m_png, m_info))); }
+
+    // The text chunks read so far, keys as written (colons and all).
+    QHash<QString, QString> text() const
+    {
+        png_textp entries = nullptr;
+        int count = 0;
+        png_get_text(m_png, m_info, &entries, &count);
+        QHash<QString, QString> text;
+        for (int i = 0; i < count; ++i) {
+            const QString key = QString::fromLatin1(entries[i].key);
+            text.insert(key, entries[i].compression >= PNG_ITXT_COMPRESSION_NONE
+                                 ? QString::fromUtf8(entries[i].text, qsizetype(entries[i].itxt_length))
+                                 : QString::fromLatin1(entries[i].text, qsizetype(entries[i].text_length)));
+        }
+        return text;
+    }
+
+    // The pixels, as 8-bit BGRA words of a QImage: any bit depth, palette,
+    // grey and interlacing converted by libpng.
+    QImage readPixels()
+    {
+        png_structp png = m_png;
+        png_infop info = m_info;
+        bool alpha = false;
+        const bool prepared = guarded(png, [png, info, &alpha] {
+            png_set_expand(png);
+            png_set_strip_16(png);
+            png_set_gray_to_rgb(png);
+            png_set_interlace_handling(png);
+            alpha = (png_get_color_type(png, info) & PNG_COLOR_MASK_ALPHA) || png_get_valid(png, info, PNG_INFO_tRNS);
+#if Q_BYTE_ORDER == Q_LITTLE_ENDIAN
+            png_set_bgr(png);
+            png_set_filler(png, 0xff, PNG_FILLER_AFTER);
+#else
+            png_set_swap_alpha(png);
+            png_set_filler(png, 0xff, PNG_FILLER_BEFORE);
+#endif
+            png_read_update_info(png, info);
+        });
+        const QSize pixels = size();
+        if (!prepared || png_get_rowbytes(m_png, m_info) != size_t(pixels.width()) * 4)
+            return {};
+        QImage image(pixels, alpha ? QImage::Format_ARGB32 : QImage::Format_RGB32);
+        if (image.isNull())
+            return {};
+        std::vector<png_bytep> rows(size_t(pixels.height()));
+        for (int y = 0; y < pixels.height(); ++y)
+            rows[size_t(y)] = image.scanLine(y);
+        png_bytepp rowPointers = rows.data();
+        if (!guarded(png, [png, rowPointers] { png_read_image(png, rowPointers); }))
+            return {};
+        return image;
+    }
+
+private:
+    PngBytes m_source;
+    png_structp m_png = nullptr;
+    png_infop m_info = nullptr;
+};
+
+// A cached thumbnail counts when it names the file's modification time and
+// fits its size folder. Both are read from the chunks ahead of the pixels,
+// where the desktop writes them, so a stale, oversized or corrupt thumbnail
+// is refused without its pixels being decoded; what follows the pixels is
+// never read.
+QImage validThumbnail(const QString &thumbnailPath, int folderPixels, qint64 mtime)
+{
+    QFile file(thumbnailPath);
+    if (!file.open(QIODevice::ReadOnly) || file.size() > maxThumbnailBytes)
         return {};
-    QImageReader reader(thumbnailPath, "png");
-    QImage image = reader.read();
+    const QByteArray bytes = file.readAll();
+    PngReader reader(bytes);
+    if (!reader.readHeader())
+        return {};
+    const QSize size = reader.size();
+    if (size.isEmpty() || size.width() > folderPixels || size.height() > folderPixels)
+        return {};
+    const QHash<QString, QString> text = reader.text();
     bool numeric = false;
-    const qint64 stamp = image.text(QStringLiteral("Thumb::MTime")).toLongLong(&numeric);
-    if (image.isNull() || !numeric || stamp != mtime)
+    const qint64 stamp = text.value(QStringLiteral("Thumb::MTime")).toLongLong(&numeric);
+    if (!numeric || stamp != mtime)
         return {};
+    QImage image = reader.readPixels();
+    if (image.isNull())
+        return {};
+    for (auto it = text.cbegin(); it != text.cend(); ++it)
+        image.setText(it.key(), it.value());
     return image;
 }
 
@@ -101,7 +249,7 @@ QImage cached(const QString &path, int size)
             order.append(&*it);
     }
     for (const SizeFolder *folder : order) {
-        const QImage image = validThumbnail(cachePath(path, QString::fromLatin1(folder->name)), *mtime);
+        const QImage image = validThumbnail(cachePath(path, QString::fromLatin1(folder->name)), folder->pixels, *mtime);
         if (!image.isNull())
             return image;
     }

@@ -1,6 +1,7 @@
 // Thumbnails of files for the window's tiles and rows. The desktop's shared
 // thumbnail cache is asked first: a thumbnail there counts while its
-// Thumb::MTime equals the file's modification time. Otherwise one is made
+// Thumb::MTime equals the file's modification time and it fits its size
+// folder, both read before its pixels are decoded. Otherwise one is made
 // here: images bounded before they are decoded, a PDF's first page, a video
 // frame. Made thumbnails are kept in memory only (the last 800), never
 // written to disk. Safe from any thread; making one reads the file, so call

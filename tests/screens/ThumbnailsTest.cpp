@@ -5,11 +5,13 @@
 #include "support/MediaFixtures.h"
 #include "support/TestEnvironment.h"
 
+#include <QBuffer>
 #include <QDir>
 #include <QFileInfo>
-#include <QBuffer>
 
 #include <gtest/gtest.h>
+
+#include <sys/resource.h>
 
 namespace {
 
@@ -40,20 +42,39 @@ QByteArray textChunk(const QByteArray &key, const QByteArray &value)
     return chunk;
 }
 
+// A thumbnail as the desktop writes it: the picture's PNG with the given
+// chunks after its header.
+QByteArray thumbnailPng(const QImage &image, const QByteArray &chunks)
+{
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    EXPECT_TRUE(image.save(&buffer, "png"));
+    // After the signature (8 bytes) and the header chunk (25 bytes).
+    png.insert(33, chunks);
+    return png;
+}
+
+QByteArray stampChunks(const QString &path, qint64 mtime)
+{
+    return textChunk("Thumb::URI", Thumbnails::fileURI(path).toUtf8()) + textChunk("Thumb::MTime", QByteArray::number(mtime));
+}
+
 // A thumbnail in the desktop's cache for the file, of one colour, stamped with
-// the given modification time, as the desktop writes them.
+// the given modification time.
 void writeCachedThumbnail(const QString &path, qint64 mtime, QColor colour, const QString &folder = "normal")
 {
     QImage image(128, 96, QImage::Format_RGB32);
     image.fill(colour);
-    QByteArray png;
-    QBuffer buffer(&png);
-    buffer.open(QIODevice::WriteOnly);
-    ASSERT_TRUE(image.save(&buffer, "png"));
-    // After the signature (8 bytes) and the header chunk (25 bytes).
-    png.insert(33, textChunk("Thumb::URI", Thumbnails::fileURI(path).toUtf8())
-                       + textChunk("Thumb::MTime", QByteArray::number(mtime)));
-    TestEnvironment::writeFile(Thumbnails::cachePath(path, folder), png);
+    TestEnvironment::writeFile(Thumbnails::cachePath(path, folder), thumbnailPng(image, stampChunks(path, mtime)));
+}
+
+// Peak memory of this process so far, in megabytes.
+long peakMegabytes()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss / 1024;
 }
 
 qint64 mtimeOf(const QString &path)
@@ -147,4 +168,82 @@ TEST(Thumbnails, MadeThumbnailsAreBoundedAndAFileWithoutAPictureKeepsItsIcon)
     // Made thumbnails stay in memory; those without a picture don't.
     EXPECT_EQ(Thumbnails::memoryCount(), video ? 3 : 2);
     EXPECT_EQ(Thumbnails::memoryLimit, 800);
+}
+
+TEST(Thumbnails, CachedThumbnailsOfEveryPixelLayoutReadBackTheirColours)
+{
+    const QString path = TestEnvironment::makeFolder("layouts") + "/picture.png";
+    MediaFixtures::writeImage(path, 64, 64);
+    const qint64 mtime = mtimeOf(path);
+    const QColor seen(40, 120, 200);
+    const auto filled = [](QImage::Format format, QColor colour) {
+        QImage image(128, 96, format);
+        image.fill(colour);
+        return image;
+    };
+    QImage palette(128, 96, QImage::Format_Indexed8);
+    palette.setColorTable({seen.rgb(), qRgb(0, 0, 0)});
+    palette.fill(0);
+
+    const struct
+    {
+        const char *what;
+        QImage image;
+        QColor expected;
+    } cases[] = {
+        {"rgb", filled(QImage::Format_RGB32, seen), seen},
+        {"palette", palette, seen},
+        {"grey", filled(QImage::Format_Grayscale8, QColor(90, 90, 90)), QColor(90, 90, 90)},
+        {"16-bit", filled(QImage::Format_RGBA64, seen), seen},
+        {"alpha", filled(QImage::Format_ARGB32, QColor(40, 120, 200, 128)), QColor(40, 120, 200, 128)},
+    };
+    for (const auto &c : cases) {
+        const QImage &image = c.image;
+        TestEnvironment::writeFile(Thumbnails::cachePath(path, "normal"), thumbnailPng(image, stampChunks(path, mtime)));
+        const QImage cached = Thumbnails::cached(path, 128);
+        ASSERT_EQ(cached.size(), QSize(128, 96)) << c.what;
+        EXPECT_EQ(cached.pixelColor(7, 5), c.expected) << c.what;
+        EXPECT_EQ(cached.text("Thumb::MTime"), QString::number(mtime)) << c.what;
+    }
+}
+
+TEST(Thumbnails, ACorruptOrOversizedCachedThumbnailIsRefusedBeforeItsPixels)
+{
+    Thumbnails::clearMemory();
+    const QString path = TestEnvironment::makeFolder("refused") + "/picture.png";
+    MediaFixtures::writeImage(path, 64, 64);
+    const qint64 mtime = mtimeOf(path);
+    QImage plain(128, 96, QImage::Format_RGB32);
+    plain.fill(Qt::red);
+    const QByteArray stamps = stampChunks(path, mtime);
+    const QByteArray valid = thumbnailPng(plain, stamps);
+    // A text chunk whose length claims 1.7 GB in a file of a few hundred bytes.
+    const QByteArray hugeText = QByteArray::fromHex("67f8170c") + "tEXtThumb::MTime" + '\0' + QByteArray::number(mtime);
+    QByteArray claimsHuge = valid;
+    claimsHuge.resize(qsizetype(hugeText.size()) + 33);
+    claimsHuge.replace(33, hugeText.size(), hugeText);
+    QByteArray badChecksum = valid;
+    badChecksum[33 + 8 + 2] = 'x';
+
+    const struct
+    {
+        const char *what;
+        QByteArray png;
+    } cases[] = {
+        {"text longer than the file", claimsHuge},
+        {"larger than its folder", thumbnailPng(QImage(256, 256, QImage::Format_RGB32), stamps)},
+        {"stamp after the pixels", valid.left(33) + valid.mid(33 + stamps.size(), valid.size() - 45 - stamps.size()) + stamps + valid.right(12)},
+        {"damaged text", badChecksum},
+        {"truncated pixels", valid.left(valid.size() - 30)},
+        {"not a picture", "Thumb::MTime " + QByteArray::number(mtime)},
+    };
+    const long before = peakMegabytes();
+    for (const auto &c : cases) {
+        TestEnvironment::writeFile(Thumbnails::cachePath(path, "normal"), c.png);
+        EXPECT_TRUE(Thumbnails::cached(path, 128).isNull()) << c.what;
+    }
+    EXPECT_LT(peakMegabytes() - before, 100);
+    // The same thumbnail whole is used.
+    TestEnvironment::writeFile(Thumbnails::cachePath(path, "normal"), valid);
+    EXPECT_EQ(Thumbnails::cached(path, 128).pixelColor(3, 3), QColor(Qt::red));
 }
