@@ -188,7 +188,7 @@ void SearchModel::runLocalSearch(const SearchQuery &query)
                 return;
             std::optional<SearchQuery> other;
             try {
-                other = SpellingSuggester(engine->store()).suggestion(query);
+                other = SpellingSuggester(engine->store(), token).suggestion(query);
             } catch (const std::exception &) {
             }
             if (!other)

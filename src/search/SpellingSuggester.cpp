@@ -71,8 +71,9 @@ std::optional<QString> replacedWord(const QString &text, const QString &word, co
 
 } // namespace
 
-SpellingSuggester::SpellingSuggester(IndexStore &store)
+SpellingSuggester::SpellingSuggester(IndexStore &store, CancellationToken token)
     : m_store(store)
+    , m_token(std::move(token))
 {
 }
 
@@ -96,7 +97,10 @@ std::optional<QString> SpellingSuggester::correction(const QString &keyword) con
     const qsizetype firstLength = stem.at(0).isHighSurrogate() ? 2 : 1;
     std::optional<IndexedTerm> best;
     qsizetype bestDistance = allowed + 1;
-    for (const IndexedTerm &term : m_store.passages().termsStartingWith(stem.left(firstLength))) {
+    const QList<IndexedTerm> terms = m_store.passages().termsStartingWith(stem.left(firstLength), m_token);
+    if (m_token.isCancelled())
+        return std::nullopt;
+    for (const IndexedTerm &term : terms) {
         if (term.term == stem)
             return std::nullopt;
         if (std::abs(term.term.size() - stem.size()) > allowed)
@@ -124,7 +128,7 @@ std::optional<SearchQuery> SpellingSuggester::suggestion(const SearchQuery &quer
         suggested.raw = replacedWord(suggested.raw, keyword, *corrected).value_or(QString());
         keyword = *corrected;
     }
-    if (!replaced)
+    if (!replaced || m_token.isCancelled())
         return std::nullopt;
     // A keyword the text doesn't show as typed leaves the keywords to say it.
     if (suggested.raw.isEmpty())

@@ -3,6 +3,7 @@
 // Reads the library; never call it on the main thread.
 #pragma once
 
+#include "core/Tasks.h"
 #include "search/SearchQuery.h"
 
 class IndexStore;
@@ -10,7 +11,9 @@ class IndexStore;
 class SpellingSuggester
 {
 public:
-    explicit SpellingSuggester(IndexStore &store);
+    // Once the token is cancelled (the request changed), the suggester stops
+    // reading the library and gives no suggestion.
+    explicit SpellingSuggester(IndexStore &store, CancellationToken token = CancellationToken::none());
 
     // The request with each keyword the library doesn't hold replaced by
     // the closest of its words (the one in the most passages among equally
@@ -25,4 +28,5 @@ private:
     std::optional<QString> correction(const QString &keyword) const;
 
     IndexStore &m_store;
+    CancellationToken m_token;
 };

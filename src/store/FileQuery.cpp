@@ -139,8 +139,9 @@ QString compileSort(FileSort sort)
 {
     switch (sort) {
     case FileSort::recent:
-        // The later of modified and added; rows with neither sink to the bottom.
-        return QStringLiteral("COALESCE(MAX(COALESCE(f.modified, 0), COALESCE(f.added, 0)), 0) DESC");
+        // The later of modified and added; rows with neither sink to the
+        // bottom. Written as the files_kind_recent index holds it.
+        return QStringLiteral("max(coalesce(f.modified, 0), coalesce(f.added, 0)) DESC");
     case FileSort::name:
         return QStringLiteral("f.name COLLATE NOCASE ASC");
     case FileSort::size:

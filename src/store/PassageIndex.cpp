@@ -1,5 +1,6 @@
 #include "store/PassageIndex.h"
 
+#include "core/Tasks.h"
 #include "store/FileRecords.h"
 #include "store/FullTextRank.h"
 #include "store/PassageSnippets.h"
@@ -204,20 +205,31 @@ QStringList PassageIndex::termsOf(const QString &text) const
     return PassageSnippets(*m_db, QString::fromLatin1(tokenize)).terms(text);
 }
 
-QList<IndexedTerm> PassageIndex::termsStartingWith(const QString &prefix) const
+QList<IndexedTerm> PassageIndex::termsStartingWith(const QString &prefix, const CancellationToken &token) const
 {
-    std::lock_guard guard(m_db->lock());
-    // The vocabulary is a view of the connection, not part of the library file.
-    m_db->run(QStringLiteral("CREATE VIRTUAL TABLE IF NOT EXISTS temp.passage_terms USING fts5vocab(main, passages, row)"));
-    // The range lets the vocabulary read only the terms of the prefix;
-    // U+10FFFF sorts after every character.
-    const QList<SQLRow> rows = m_db->query(
-        QStringLiteral("SELECT term, doc FROM temp.passage_terms WHERE term >= ?1 AND term < ?1 || char(1114111)"),
-        {prefix});
+    // A page of common terms reads a few milliseconds of postings.
+    constexpr qint64 pageSize = 32;
     QList<IndexedTerm> terms;
-    terms.reserve(rows.size());
-    for (const SQLRow &row : rows)
-        terms.append({row.string(0).value_or(QString()), row.integer(1).value_or(0)});
+    while (!token.isCancelled()) {
+        QList<SQLRow> rows;
+        {
+            std::lock_guard guard(m_db->lock());
+            // The vocabulary is a view of the connection, not part of the library file.
+            m_db->run(
+                QStringLiteral("CREATE VIRTUAL TABLE IF NOT EXISTS temp.passage_terms USING fts5vocab(main, passages, row)"));
+            // The range lets the vocabulary read only the terms of the prefix,
+            // from the page's first; U+10FFFF sorts after every character.
+            const QString from = terms.isEmpty() ? QStringLiteral(">=") : QStringLiteral(">");
+            rows = m_db->query(QStringLiteral("SELECT term, doc FROM temp.passage_terms WHERE term %1 ?1 AND term < ?2 || char(1114111) "
+                                              "ORDER BY term LIMIT ?3")
+                                   .arg(from),
+                               {terms.isEmpty() ? prefix : terms.last().term, prefix, pageSize});
+        }
+        for (const SQLRow &row : rows)
+            terms.append({row.string(0).value_or(QString()), row.integer(1).value_or(0)});
+        if (rows.size() < pageSize)
+            break;
+    }
     return terms;
 }
 

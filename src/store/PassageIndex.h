@@ -12,6 +12,8 @@
 #include <memory>
 #include <optional>
 
+class CancellationToken;
+
 // One full-text result over passages of files, notes and transcripts.
 struct PassageHit
 {
@@ -95,8 +97,13 @@ public:
     QStringList termsOf(const QString &text) const;
     // The index's terms that start with the prefix, in order, from the
     // table's own vocabulary. Counting a term's passages reads its whole
-    // entry, so the cost grows with how common the prefix is.
-    QList<IndexedTerm> termsStartingWith(const QString &prefix) const;
+    // entry, so the cost grows with how common the prefix is: a common first
+    // letter of a large library takes a quarter of a second. The terms are
+    // read a page at a time, each page under the connection's lock on its
+    // own, so a search waiting for the connection goes between two pages;
+    // once the token is cancelled the read stops at the next page and
+    // returns what it has.
+    QList<IndexedTerm> termsStartingWith(const QString &prefix, const CancellationToken &token) const;
 
 private:
     friend class IndexStore;

@@ -83,7 +83,10 @@ struct FileIndex
     const char *columns;
 };
 constexpr FileIndex fileIndexes[] = {
-    {"files_kind", "kind, modified DESC"},
+    // A listing's "recent" order is the later of modified and added: the
+    // expression stands in the index as the sort writes it, so the first page
+    // of a kind is read in order instead of sorting every file of the kind.
+    {"files_kind_recent", "kind, max(coalesce(modified, 0), coalesce(added, 0)) DESC"},
     {"files_size", "size DESC"},
     {"files_source", "source"},
     {"files_modified", "modified DESC"},
@@ -122,6 +125,9 @@ QStringList IndexStore::missingFileIndexes() const
 
 void IndexStore::buildFileIndexes()
 {
+    // Libraries made before the recent order was indexed hold an index of
+    // kind and modified, which files_kind_recent replaces.
+    m_db->execute(QStringLiteral("DROP INDEX IF EXISTS files_kind"));
     for (const FileIndex &index : fileIndexes) {
         m_db->execute(QStringLiteral("CREATE INDEX IF NOT EXISTS %1 ON files(%2)")
                           .arg(QLatin1String(index.name), QLatin1String(index.columns)));

@@ -127,6 +127,12 @@ TEST(SpellingSuggester, OffersTheClosestFrequentWordsThatFindFiles)
         EXPECT_EQ(suggestion ? suggestion->raw : QString(), c.expected) << c.raw.toStdString();
         EXPECT_TRUE(!suggestion || suggestion->filter == query.filter);
     }
+    // A request the user has typed on from gets nothing.
+    const CancellationToken typedOn;
+    typedOn.cancel();
+    SearchQuery query = request({"pritner"}, {});
+    query.raw = "pritner";
+    EXPECT_FALSE(SpellingSuggester(*store, typedOn).suggestion(query));
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 // The full-text table: passages in and out, and the two searches over it.
+#include "core/Tasks.h"
 #include "store/IndexStore.h"
 #include "support/RecordFixtures.h"
 #include "support/TestLibrary.h"
@@ -127,4 +128,25 @@ TEST_F(PassageIndexTest, SearchFilesLeavesMeetingsAndGoneFilesOutAndOrdersEqualS
         }
         EXPECT_EQ(search("lease", limit, {.kinds = {FileKind::document}}), hits) << "the same with a filter all pass";
     }
+}
+
+TEST_F(PassageIndexTest, TermsOfAPrefixArriveWholeAcrossPagesAndStopWhenCancelled)
+{
+    // More terms of one letter than a page holds, and neighbours on either
+    // side of the prefix that must stay out.
+    QStringList words;
+    for (int i = 0; i < 300; ++i)
+        words.append(QStringLiteral("wq%1").arg(i, 3, 10, QLatin1Char('0')));
+    set("file", "1", QString(), {words.join(u' ')});
+    set("file", "2", QString(), {"wq000 vz wr"});
+    const QList<IndexedTerm> terms = passages.termsStartingWith("wq", CancellationToken::none());
+    ASSERT_EQ(terms.size(), 300);
+    for (int i = 0; i < terms.size(); ++i) {
+        EXPECT_EQ(terms[i].term, words[i]);
+        EXPECT_EQ(terms[i].passages, i == 0 ? 2 : 1) << terms[i].term.toStdString();
+    }
+
+    const CancellationToken cancelled;
+    cancelled.cancel();
+    EXPECT_TRUE(passages.termsStartingWith("wq", cancelled).isEmpty());
 }
