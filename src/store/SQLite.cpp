@@ -1,5 +1,7 @@
 #include "store/SQLite.h"
 
+#include "core/Tasks.h"
+
 #include <QLocale>
 #include <QStringEncoder>
 #include <QUrl>
@@ -8,6 +10,7 @@
 
 #include <cmath>
 #include <limits>
+#include <utility>
 
 // ---- SQLValue ----
 
@@ -219,7 +222,32 @@ SQLValue columnValue(sqlite3_stmt *stmt, int index)
     }
 }
 
+// The token whose cancellation stops the statements of this thread.
+thread_local const CancellationToken *stopToken = nullptr;
+
+// SQLite calls this every few hundred steps of a running statement; a
+// non-zero answer interrupts it.
+int stopIfCancelled(void *)
+{
+    return stopToken && stopToken->isCancelled() ? 1 : 0;
+}
+
+// How many virtual machine steps run between two looks at the token: a
+// look is a thread-local read, and a long search runs millions of steps.
+constexpr int stepsBetweenLooks = 1000;
+
 } // namespace
+
+StopWhenCancelled::StopWhenCancelled(const CancellationToken &token)
+    : m_token(std::make_unique<const CancellationToken>(token))
+    , m_outer(std::exchange(stopToken, m_token.get()))
+{
+}
+
+StopWhenCancelled::~StopWhenCancelled()
+{
+    stopToken = m_outer;
+}
 
 // A statement from the cache (prepared on first use), reset and cleared on
 // every way out so that the next user finds it fresh.
@@ -297,6 +325,7 @@ SQLiteDatabase::SQLiteDatabase(const QString &path, Access access)
         throw SQLiteError(code, message);
     }
     sqlite3_busy_timeout(m_handle, 5000);
+    sqlite3_progress_handler(m_handle, stepsBetweenLooks, stopIfCancelled, nullptr);
     try {
         std::lock_guard guard(m_lock);
         if (writable)

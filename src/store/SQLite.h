@@ -120,6 +120,28 @@ private:
     QString m_message;
 };
 
+class CancellationToken;
+
+// While one lives on a thread, the statements that thread steps stop as
+// soon as the token is cancelled: the step fails as interrupted and throws
+// SQLiteError. For reads that a newer request has made pointless, so that
+// they give the connection up at once rather than when they are done.
+// Guards nest; the innermost one counts.
+class StopWhenCancelled
+{
+public:
+    explicit StopWhenCancelled(const CancellationToken &token);
+    ~StopWhenCancelled();
+
+    StopWhenCancelled(const StopWhenCancelled &) = delete;
+    StopWhenCancelled &operator=(const StopWhenCancelled &) = delete;
+
+private:
+    // A copy, so that a guard may be given a token that does not outlive it.
+    std::unique_ptr<const CancellationToken> m_token;
+    const CancellationToken *m_outer;
+};
+
 // The single connection, shared by every store and every thread. Its
 // recursive mutex is the innermost lock of the program: a transaction holds
 // it to its end and the statements inside re-enter it.

@@ -1,5 +1,6 @@
 #include "store/IndexStore.h"
 #include "store/SQLite.h"
+#include "core/Tasks.h"
 #include "support/TestLibrary.h"
 
 #include <QTemporaryDir>
@@ -108,6 +109,46 @@ TEST(SQLiteDatabase, ErrorsCarryTheirCodeAndFailedTransactionsRollBackAndRelease
     EXPECT_THROW(db.readTransaction([&] { db.query(u"SELECT nothing FROM t"_s); }), SQLiteError);
     EXPECT_FALSE(db.inTransaction());
     EXPECT_TRUE(writableFromAnotherThread(db));
+}
+
+// A read that a newer request overtook stops where it is, lets go of the
+// connection, and leaves it usable; outside the guard nothing stops.
+TEST(SQLiteDatabase, ACancelledReadStopsAndReleasesTheConnection)
+{
+    SQLiteDatabase db(u":memory:"_s);
+    db.execute(u"CREATE TABLE t(a)"_s);
+    const QString endless = u"WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT COUNT(*) FROM n"_s;
+    const QString counted = u"WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 100000) "
+                            "SELECT COUNT(*) FROM n"_s;
+
+    CancellationToken token;
+    std::thread canceller([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        token.cancel();
+    });
+    try {
+        const StopWhenCancelled stop(token);
+        db.readTransaction([&] { return db.scalar(endless); });
+        FAIL() << "expected the read to stop";
+    } catch (const SQLiteError &error) {
+        EXPECT_EQ(error.code(), SQLITE_INTERRUPT);
+    }
+    canceller.join();
+    EXPECT_FALSE(db.inTransaction());
+    EXPECT_TRUE(writableFromAnotherThread(db));
+
+    // A guard belongs to its thread and its scope, and the innermost counts.
+    EXPECT_EQ(db.scalar(counted), SQLValue(100000));
+    {
+        const StopWhenCancelled outer(token);
+        std::thread([&] { EXPECT_EQ(db.scalar(counted), SQLValue(100000)); }).join();
+        {
+            const StopWhenCancelled inner(CancellationToken::none());
+            EXPECT_EQ(db.scalar(counted), SQLValue(100000));
+        }
+        EXPECT_THROW(db.scalar(counted), SQLiteError);
+    }
+    EXPECT_EQ(db.scalar(counted), SQLValue(100000));
 }
 
 TEST(SQLiteDatabase, ABusyCommitRollsBackAndReachesTheCaller)
