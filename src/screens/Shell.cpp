@@ -14,6 +14,7 @@
 #include "screens/LibraryBrowserModel.h"
 #include "screens/LibraryModel.h"
 #include "screens/MeetingItems.h"
+#include "screens/Renderer.h"
 #include "screens/SearchResults.h"
 #include "screens/Symbols.h"
 #include "screens/ThumbnailProvider.h"
@@ -79,6 +80,7 @@ Shell::~Shell()
 
 bool Shell::show()
 {
+    Renderer::choose();
     m_engine->addImportPath(QStringLiteral("qrc:/qt/qml"));
     m_engine->load(QUrl(QStringLiteral("qrc:/qt/qml/Larder/Main.qml")));
     QQuickWindow *main = window();
