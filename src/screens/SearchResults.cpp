@@ -8,6 +8,7 @@ SearchResults::SearchResults(const SearchModel &model, QObject *parent)
 {
     connect(&model, &SearchModel::resultsChanged, this, &SearchResults::update);
     connect(&model, &SearchModel::rankedChanged, this, &SearchResults::update);
+    connect(&model, &SearchModel::resultsUpcoming, this, &SearchResults::prepare);
     connect(&model, &SearchModel::phaseChanged, this, &SearchResults::phaseChanged);
     update();
 }
@@ -20,7 +21,7 @@ QString SearchResults::phaseName() const
 QVariantList SearchResults::allRecords() const
 {
     QVariantList records;
-    for (const auto *list : {&m_ranked, &m_others}) {
+    for (const auto *list : {&m_ranked, &m_pages[m_shown]}) {
         for (const FileHit &hit : list->hits())
             records.append(QVariant::fromValue(hit.file));
     }
@@ -30,7 +31,21 @@ QVariantList SearchResults::allRecords() const
 void SearchResults::update()
 {
     // Both lists follow from the model's two, laid over the rows already
-    // shown, so the screen keeps the rows of files that stay.
+    // shown, so the screen keeps the rows of files that stay; or, when the
+    // page out of sight already holds the new results, it takes the screen.
     m_ranked.setHits(m_model.ranked());
-    m_others.setHits(m_model.otherResults());
+    const QList<FileHit> others = m_model.otherResults();
+    SearchHitList &shown = m_pages[m_shown];
+    SearchHitList &next = m_pages[1 - m_shown];
+    if (!others.isEmpty() && next.hits() == others && shown.hits() != others) {
+        m_shown = 1 - m_shown;
+        Q_EMIT othersChanged();
+        return;
+    }
+    shown.setHits(others);
+}
+
+void SearchResults::prepare()
+{
+    m_pages[1 - m_shown].setHits(m_model.upcomingResults());
 }

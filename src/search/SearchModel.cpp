@@ -6,6 +6,7 @@
 #include "search/LocalQueryParser.h"
 #include "search/SearchEngine.h"
 #include "search/SpellingSuggester.h"
+#include "store/SQLite.h"
 
 #include <QVariantMap>
 
@@ -75,6 +76,13 @@ SearchModel::~SearchModel()
 QList<FileHit> SearchModel::otherResults() const
 {
     return withoutPicks(_results, _ranked);
+}
+
+QList<FileHit> SearchModel::upcomingResults() const
+{
+    if (!m_localOutcome || _aiAnswered)
+        return {};
+    return withoutPicks(m_localOutcome->hits, _ranked);
 }
 
 QVariantList SearchModel::chipList() const
@@ -170,8 +178,10 @@ void SearchModel::runLocalSearch(const SearchQuery &query)
         Tasks::Priority::UserInitiated,
         [this, engine, query](const CancellationToken &token) {
             LocalOutcome outcome;
-            // The local path never fails visibly: a store error shows as no results.
+            // The local path never fails visibly: a store error shows as no
+            // results. A newer request stops this one's reads where they are.
             try {
+                const StopWhenCancelled stop(token);
                 outcome.hits = engine->search(query, resultLimit);
             } catch (const std::exception &) {
             }
@@ -181,6 +191,8 @@ void SearchModel::runLocalSearch(const SearchQuery &query)
                 m_localOutcome = outcome;
                 if (m_showWhenIn)
                     showLocalResults();
+                else if (!_aiAnswered)
+                    Q_EMIT resultsUpcoming();
             });
             // Nothing found: perhaps a word was misspelt. The library's own
             // spelling follows the empty results, which don't wait for it.
@@ -188,6 +200,7 @@ void SearchModel::runLocalSearch(const SearchQuery &query)
                 return;
             std::optional<SearchQuery> other;
             try {
+                const StopWhenCancelled stop(token);
                 other = SpellingSuggester(engine->store(), token).suggestion(query);
             } catch (const std::exception &) {
             }
@@ -274,6 +287,7 @@ void SearchModel::planArrived(const ClaudeStep &step)
         Tasks::Priority::UserInitiated,
         [this, engine, step](const CancellationToken &token) {
             try {
+                const StopWhenCancelled stop(token);
                 const QList<FileHit> candidates = claudeCandidates(*engine, step.merged, step.local);
                 if (token.isCancelled())
                     return;

@@ -66,6 +66,9 @@ public:
     // The results that are not picks, in their order: shown after the picks,
     // so that no file appears twice.
     QList<FileHit> otherResults() const;
+    // The results of the present text that are in but wait for the typing
+    // pause to end, without the picks; empty when there are none.
+    QList<FileHit> upcomingResults() const;
     Phase phase() const { return _phase; }
     // The failure's text while the phase is failed.
     QString failureText() const { return _failureText; }
@@ -93,6 +96,9 @@ Q_SIGNALS:
     void phaseChanged();
     void aiAnsweredChanged();
     void suggestionChanged();
+    // Results came in before the typing pause ends: they are shown when it
+    // does, and can be made ready to show meanwhile.
+    void resultsUpcoming();
 
 private:
     struct ClaudeStep;

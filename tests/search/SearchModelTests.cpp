@@ -145,15 +145,21 @@ TEST_F(SearchModelTest, StartsTheClaudeStepOnlyUnderItsConditions)
 TEST_F(SearchModelTest, RunsTheLocalSearchEarlyAndShowsItWhenThePauseEnds)
 {
     EXPECT_EQ(localStart()->interval(), 60);
+    int upcoming = 0;
+    QObject::connect(model.get(), &SearchModel::resultsUpcoming, [&] { ++upcoming; });
     model->setText(u"lease"_s);
     fire(localStart());
     Tasks::waitForIdle();
     QCoreApplication::processEvents();
     EXPECT_TRUE(model->results().isEmpty());
     EXPECT_EQ(model->phase(), Phase::searching);
+    // Known before the pause ends, so that the screen can make them ready.
+    EXPECT_EQ(upcoming, 1);
+    EXPECT_EQ(names(model->upcomingResults()), localNames(u"lease"_s));
     fire(localDelay());
     EXPECT_EQ(names(model->results()), localNames(u"lease"_s)); // at once, without waiting on the engine
     EXPECT_EQ(model->phase(), Phase::done);
+    EXPECT_TRUE(model->upcomingResults().isEmpty());
 
     // Overtaken: the early search of "tenancy" never shows.
     model->setText(u"tenancy"_s);

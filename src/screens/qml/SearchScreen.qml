@@ -158,73 +158,24 @@ Item {
             }
         }
 
-        // The results: Claude's picks in the header, then the other results,
-        // of which only the rows on screen are made.
-        ListView {
-            id: results
-            objectName: "searchResults"
+        // The results: Claude's picks, then the other results. The two lists
+        // of other results take turns: the one out of sight makes and lays
+        // out the rows of results that are in before the typing pause ends,
+        // and the end of the pause brings it forward.
+        Item {
             Layout.fillWidth: true
             Layout.fillHeight: true
             visible: screen.hasText && !screen.nothingFound
-            clip: true
-            spacing: 2
-            boundsBehavior: Flickable.StopAtBounds
-            ScrollBar.vertical: ScrollBar {}
-            model: searchResults.others
-            header: ColumnLayout {
-                width: results.width - 12
-                spacing: 2
-                RowLayout {
-                    visible: searchResults.ranked.count > 0
-                    Layout.topMargin: 4
-                    Layout.bottomMargin: 4
-                    spacing: 10
-                    Text {
-                        objectName: "bestMatchesHeading"
-                        text: "Best matches"
-                        color: Theme.text
-                        font.family: Theme.fontFamily
-                        font.pixelSize: Theme.headingSize
-                        font.weight: Font.DemiBold
-                    }
-                    AIBadge { label: "Ranked by Claude" }
+            Repeater {
+                model: searchResults.otherPages
+                SearchResultList {
+                    required property var modelData
+                    anchors.fill: parent
+                    hits: modelData
+                    shown: modelData === searchResults.others
+                    selectedID: screen.selectedID
+                    onChosen: (fileID, record) => screen.choose(fileID, record)
                 }
-                Repeater {
-                    model: searchResults.ranked
-                    FileResultRow {
-                        required property int index
-                        required property var fileID
-                        required property var record
-                        objectName: "bestMatch:" + index
-                        Layout.fillWidth: true
-                        isSelected: fileID === screen.selectedID
-                        onPressed: screen.choose(fileID, record)
-                        onActivated: app.previewFile(record, searchResults.allRecords())
-                    }
-                }
-                Text {
-                    visible: searchResults.ranked.count > 0 && searchResults.others.count > 0
-                    Layout.topMargin: 14
-                    Layout.bottomMargin: 4
-                    text: "Other results"
-                    color: Theme.text
-                    font.family: Theme.fontFamily
-                    font.pixelSize: Theme.headingSize
-                    font.weight: Font.DemiBold
-                }
-            }
-            // Rows that scroll away or go with a new request are kept for
-            // the next ones, which only take new values.
-            reuseItems: true
-            delegate: FileResultRow {
-                required property int index
-                required property var fileID
-                required property var record
-                objectName: "otherResult:" + index
-                width: results.width - 12
-                isSelected: fileID === screen.selectedID
-                onPressed: screen.choose(fileID, record)
-                onActivated: app.previewFile(record, searchResults.allRecords())
             }
         }
 
