@@ -147,6 +147,9 @@ TEST_F(WindowTest, ShortcutsSelectScreensAndToggleTheViews)
     // Trash and leaves the listing.
     QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier, grid->mapToScene(QPointF(60, 60)).toPoint());
     const QString doomed = m_model->inspectedFile()->path;
+    auto *images = grid->property("model").value<QObject *>();
+    ASSERT_NE(images, nullptr);
+    const qint64 imagesBefore = images->property("total").toLongLong();
     press(Qt::Key_Delete, Qt::NoModifier);
     ASSERT_TRUE(waitUntil([&] { return item("confirmButton") && item("confirmButton")->isVisible(); }));
     capture("23-trash-confirm");
@@ -154,6 +157,7 @@ TEST_F(WindowTest, ShortcutsSelectScreensAndToggleTheViews)
     click("confirmButton");
     ASSERT_TRUE(waitUntil([&] { return !QFile::exists(doomed); }));
     EXPECT_TRUE(m_model->toastText().startsWith("Moved 1 file to the Trash")) << m_model->toastText().toStdString();
+    ASSERT_TRUE(waitUntil([&] { return images->property("total").toLongLong() == imagesBefore - 1; }));
 
     // The preview window opens on a double press and closes with Escape.
     QTest::mouseDClick(window(), Qt::LeftButton, Qt::NoModifier, grid->mapToScene(QPointF(60, 60)).toPoint());
