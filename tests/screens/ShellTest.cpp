@@ -4,6 +4,7 @@
 #include "app/AppModel.h"
 #include "core/Defaults.h"
 #include "screens/FileItems.h"
+#include "screens/Renderer.h"
 #include "screens/Shell.h"
 #include "screens/ThumbnailProvider.h"
 #include "support/DocumentFixtures.h"
@@ -67,6 +68,30 @@ TEST(Shell, ThePreviewShowsPicturesPdfsAndText)
 
 // The address a tile asks for, taken apart as the image loader does, names
 // the same file, whatever its name holds.
+// Only Mesa's processor drivers count as such: a graphics card whose name
+// also mentions LLVM, or a virtual machine's card, keeps OpenGL.
+TEST(Renderer, OnlyProcessorDriversAreDrawnInSoftware)
+{
+    const struct
+    {
+        const char *renderer;
+        bool processorOnly;
+    } cases[] = {
+        {"llvmpipe (LLVM 15.0.6, 256 bits)", true},
+        {"softpipe", true},
+        {"Software Rasterizer", true},
+        {"SWR (LLVM 11.0.1, 256 bits)", true},
+        {"Mesa Intel(R) UHD Graphics 620 (KBL GT2)", false},
+        {"AMD Radeon RX 580 Series (polaris10, LLVM 15.0.6, DRM 3.49, 6.1.0-13-amd64)", false},
+        {"NVIDIA GeForce GTX 1080/PCIe/SSE2", false},
+        {"virgl (Mesa Intel(R) Xe Graphics (TGL GT2))", false},
+        {"SVGA3D; build: RELEASE; LLVM;", false},
+        {"", false},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(Renderer::isProcessorOnly(c.renderer), c.processorOnly) << c.renderer;
+}
+
 TEST(ThumbnailProvider, AddressesNameTheFileWhateverItsName)
 {
     const QString folder = TestEnvironment::makeFolder("awkward [names];");
