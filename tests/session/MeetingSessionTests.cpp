@@ -10,6 +10,7 @@
 #include "support/FakeClaudeServer.h"
 #include "support/TestEnvironment.h"
 
+#include <QCoreApplication>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -130,6 +131,8 @@ TEST_F(SessionTest, TakesNoQuestionsWithoutLiveAnswersOrAKey)
 TEST_F(SessionTest, SavesABurstOfChangesOnce)
 {
     settings.setLiveAnswersEnabled(false);
+    // The list is read in the background.
+    ASSERT_TRUE(TestEnvironment::waitUntil([&] { return !model.meetings().isEmpty(); }));
     const qint64 before = changes();
     for (int i = 0; i < 20; ++i) {
         session->setTitle(u"Lease review "_s + QString::number(i));
@@ -145,6 +148,29 @@ TEST_F(SessionTest, SavesABurstOfChangesOnce)
     EXPECT_EQ(changes(), before + 1);
     EXPECT_EQ(library.meetings.meeting(id)->title, u"Lease review 19"_s);
     EXPECT_EQ(model.meetings().first().title, u"Lease review 19"_s);
+}
+
+// Opening a meeting never reads it on the window's thread: the selection
+// shows at once and the meeting, transcript and all, follows; a later choice
+// wins over a read still on its way.
+TEST_F(SessionTest, MeetingsOpenFromABackgroundRead)
+{
+    model.select(u"m1"_s);
+    EXPECT_EQ(model.selectedIDText(), u"m1"_s);
+    EXPECT_EQ(model.session(), nullptr) << "read in the background";
+    ASSERT_TRUE(TestEnvironment::waitUntil([&] { return model.session() != nullptr; }));
+    EXPECT_EQ(model.session()->meetingID(), u"m1"_s);
+    EXPECT_EQ(model.session()->segments().size(), 1);
+    EXPECT_EQ(model.session()->segments().first().text, u"the deposit, yes"_s);
+
+    model.select(id);
+    model.select(u"m1"_s);
+    model.select(id);
+    ASSERT_TRUE(TestEnvironment::waitUntil([&] { return model.session() != nullptr; }));
+    Tasks::waitForIdle();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(model.session()->meetingID(), id);
+    EXPECT_TRUE(TestEnvironment::waitUntil([&] { return model.meetings().size() == 2; })) << "the list is read too";
 }
 
 // Fresh notes replace Claude's old ones whole and leave the user's own notes
@@ -245,14 +271,17 @@ TEST_F(SessionTest, RecordsAndFinishesMeetingsOpenOrNot)
     server.enqueue(notesReply(u"Deposit call"_s, u"a"_s, u"b"_s));
     const QDateTime started = library.meetings.meeting(u"m1"_s)->started;
     model.select(u"m1"_s);
+    ASSERT_TRUE(TestEnvironment::waitUntil([&] { return model.session() && model.session()->meetingID() == u"m1"_s; }));
     model.startRecording();
     model.select(id);
+    EXPECT_EQ(model.session(), nullptr) << "the meeting left is closed at once";
     model.stopRecording();
     EXPECT_EQ(library.meetings.meeting(u"m1"_s)->started, started);
     ASSERT_TRUE(TestEnvironment::waitUntil([&] {
         return std::any_of(model.meetings().cbegin(), model.meetings().cend(),
                            [](const Meeting &meeting) { return meeting.title == u"Deposit call"_s; });
     }));
+    ASSERT_TRUE(TestEnvironment::waitUntil([&] { return model.session() != nullptr; }));
     EXPECT_EQ(model.session()->meetingID(), id);
 }
 
