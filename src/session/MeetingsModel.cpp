@@ -2,7 +2,6 @@
 
 #include "core/AppSettings.h"
 #include "meetings/MeetingText.h"
-#include "store/IndexStore.h"
 
 #include <QUuid>
 
@@ -21,8 +20,11 @@ MeetingsModel::MeetingsModel(IndexStore &index, const ClaudeClient &claude, AppS
 
 MeetingsModel::~MeetingsModel()
 {
+    // The reads still running use the store, which may close as soon as
+    // the model is gone, and hand their results back to the model.
     m_listRead.cancel();
     m_meetingRead.cancel();
+    m_reads.waitForAll();
     delete _session;
     qDeleteAll(m_finishing);
 }
@@ -47,15 +49,19 @@ QVariantList MeetingsModel::meetingValues() const
 void MeetingsModel::reload()
 {
     m_listRead.cancel();
-    m_listRead = Tasks::run(Tasks::Priority::UserInitiated,
-                            [this, library = m_index](const CancellationToken &token) mutable {
-                                QList<Meeting> meetings;
-                                try {
-                                    meetings = MeetingStore(library).recentMeetings(listLimit);
-                                } catch (const std::exception &) {
-                                }
-                                Tasks::deliver(this, token, [this, meetings] { setMeetings(meetings); });
-                            });
+    m_listRead = CancellationToken();
+    m_reads.launch(
+        [this](const CancellationToken &token) {
+            if (token.isCancelled())
+                return;
+            QList<Meeting> meetings;
+            try {
+                meetings = m_store.recentMeetings(listLimit);
+            } catch (const std::exception &) {
+            }
+            Tasks::deliver(this, token, [this, meetings] { setMeetings(meetings); });
+        },
+        m_listRead);
 }
 
 void MeetingsModel::setMeetings(const QList<Meeting> &meetings)
@@ -103,15 +109,17 @@ void MeetingsModel::selectNow(const QString &id)
 void MeetingsModel::open(const QString &id)
 {
     m_meetingRead.cancel();
-    m_meetingRead = Tasks::run(Tasks::Priority::UserInitiated,
-                               [this, library = m_index, id](const CancellationToken &token) mutable {
-                                   MeetingStore store(library);
-                                   const std::optional<MeetingSession::Contents> contents =
-                                       MeetingSession::read(store, id);
-                                   Tasks::deliver(this, token, [this, contents] {
-                                       setSession(contents ? new MeetingSession(*contents, this) : nullptr);
-                                   });
-                               });
+    m_meetingRead = CancellationToken();
+    m_reads.launch(
+        [this, id](const CancellationToken &token) {
+            if (token.isCancelled())
+                return;
+            const std::optional<MeetingSession::Contents> contents = MeetingSession::read(m_store, id);
+            Tasks::deliver(this, token, [this, contents] {
+                setSession(contents ? new MeetingSession(*contents, this) : nullptr);
+            });
+        },
+        m_meetingRead);
 }
 
 void MeetingsModel::setSession(MeetingSession *session)
@@ -240,10 +248,8 @@ void MeetingsModel::recordingStopped(const QString &meetingID, std::function<voi
     }
     // A meeting not open is read in the background and finished through a
     // session of its own.
-    Tasks::run(Tasks::Priority::UserInitiated, [this, library = m_index, meetingID, notes,
-                                                done = std::move(done)](const CancellationToken &) mutable {
-        MeetingStore store(library);
-        const std::optional<MeetingSession::Contents> contents = MeetingSession::read(store, meetingID);
+    m_reads.launch([this, meetingID, notes, done = std::move(done)](const CancellationToken &) {
+        const std::optional<MeetingSession::Contents> contents = MeetingSession::read(m_store, meetingID);
         Tasks::deliver(this, [this, contents, notes, done] {
             if (!contents) {
                 if (done)
@@ -259,7 +265,7 @@ void MeetingsModel::recordingStopped(const QString &meetingID, std::function<voi
             m_finishing.append(session);
             finish(session, notes, done);
         });
-    });
+    }, CancellationToken());
 }
 
 void MeetingsModel::finish(MeetingSession *session, Notes notes, std::function<void()> done)

@@ -7,6 +7,7 @@
 #pragma once
 
 #include "core/Tasks.h"
+#include "indexing/CountedTasks.h"
 #include "meetings/MeetingStore.h"
 #include "session/MeetingSession.h"
 
@@ -70,7 +71,8 @@ public:
 
     MeetingsModel(IndexStore &index, const ClaudeClient &claude, AppSettings &settings, KeyPresence hasKey,
                   QObject *parent = nullptr);
-    // The sessions go first: their running calls use the store and client.
+    // The reads still running are cancelled and waited for, and the
+    // sessions go first: their running calls use the store and client.
     ~MeetingsModel() override;
 
     const QList<Meeting> &meetings() const { return _meetings; }
@@ -161,6 +163,8 @@ private:
     std::weak_ptr<Recorder> m_recorderControl;
     // Sessions made to finish a recording of a meeting not open.
     QList<MeetingSession *> m_finishing;
+    // The list and meeting reads, waited for when the model goes.
+    CountedTasks m_reads{Tasks::Priority::UserInitiated};
     CancellationToken m_listRead;
     CancellationToken m_meetingRead;
 };

@@ -14,6 +14,12 @@
 #include <QTemporaryDir>
 #include <QTimer>
 
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+#include <sqlite3.h>
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -171,6 +177,54 @@ TEST_F(SessionTest, MeetingsOpenFromABackgroundRead)
     QCoreApplication::processEvents();
     EXPECT_EQ(model.session()->meetingID(), id);
     EXPECT_TRUE(TestEnvironment::waitUntil([&] { return model.meetings().size() == 2; })) << "the list is read too";
+}
+
+// A meetings model that goes while its read is inside the library waits for
+// the read to end, so that the library can close right after it and nothing
+// comes back to a model that is gone.
+TEST_F(SessionTest, GoesOnlyOnceItsReadsHaveEnded)
+{
+    Tasks::waitForIdle();
+    // Holds the first statement run off the main thread until the model is
+    // gone, or for a quarter of a second.
+    struct Watch
+    {
+        std::thread::id main = std::this_thread::get_id();
+        std::mutex lock;
+        std::condition_variable changed;
+        bool reading = false;
+        bool gone = false;
+        bool goneWhileReading = false;
+    } watch;
+    const auto trace = [](unsigned, void *context, void *, void *) -> int {
+        auto &w = *static_cast<Watch *>(context);
+        std::unique_lock lock(w.lock);
+        if (std::this_thread::get_id() == w.main || std::exchange(w.reading, true))
+            return 0;
+        w.changed.notify_all();
+        w.goneWhileReading = w.changed.wait_for(lock, std::chrono::milliseconds(250), [&] { return w.gone; });
+        return 0;
+    };
+    const auto setTrace = [&](bool on) {
+        std::lock_guard guard(library.db->lock());
+        sqlite3_trace_v2(library.db->handle(), on ? SQLITE_TRACE_STMT : 0, on ? +trace : nullptr, &watch);
+    };
+    setTrace(true);
+    auto closing = std::make_unique<MeetingsModel>(library.store, client, settings, [] { return true; });
+    closing->reload();
+    {
+        std::unique_lock lock(watch.lock);
+        EXPECT_TRUE(watch.changed.wait_for(lock, std::chrono::seconds(10), [&] { return watch.reading; }));
+    }
+    closing.reset();
+    {
+        std::lock_guard lock(watch.lock);
+        watch.gone = true;
+        watch.changed.notify_all();
+    }
+    Tasks::waitForIdle();
+    setTrace(false);
+    EXPECT_FALSE(watch.goneWhileReading);
 }
 
 // Fresh notes replace Claude's old ones whole and leave the user's own notes
