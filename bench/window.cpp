@@ -41,6 +41,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <span>
 
 namespace {
 
@@ -304,7 +305,8 @@ struct ResultsWatch
 // Types each request into the focused field of the window, key by key, with
 // keyGapMs between keys; with a watch, the search behind the field reports
 // its results to it.
-Typing typeRequests(QQuickWindow *window, const std::function<void()> &clear, ResultsWatch *watch)
+Typing typeRequests(QQuickWindow *window, std::span<const char *const> requests, const std::function<void()> &clear,
+                    ResultsWatch *watch)
 {
     Typing typing;
     ResultsWatch keys;
@@ -317,7 +319,7 @@ Typing typeRequests(QQuickWindow *window, const std::function<void()> &clear, Re
             timing.frameSwapped();
         },
         Qt::DirectConnection);
-    for (const char *request : typedRequests) {
+    for (const char *request : requests) {
         clear();
         spinUntil([] { return false; }, 300); // the clearing settles, its search included
         const QString text = QString::fromUtf8(request);
@@ -362,7 +364,8 @@ int typeSearches(const QString &libraryPath)
     if (!QTest::qWaitForWindowActive(&bare))
         std::fprintf(stderr, "typing: the bare window never became active\n");
     QObject *bareField = bare.rootObject();
-    const Typing reference = typeRequests(&bare, [&] { bareField->setProperty("text", QString()); }, nullptr);
+    const Typing reference =
+        typeRequests(&bare, typedRequests, [&] { bareField->setProperty("text", QString()); }, nullptr);
     bare.close();
 
     QTemporaryDir home;
@@ -388,7 +391,12 @@ int typeSearches(const QString &libraryPath)
         if (search->phase() != SearchModel::Phase::searching && !search->text().isEmpty())
             watch.resultsArrived();
     });
-    const Typing typed = typeRequests(window, [&] { search->setText(QString()); }, &watch);
+    const auto clear = [&] { search->setText(QString()); };
+    // The first request after opening reads the library from disk, beside
+    // the launch's own reads: timed on its own.
+    const char *const firstRequest[] = {"meeting notes"};
+    const Typing first = typeRequests(window, firstRequest, clear, &watch);
+    const Typing typed = typeRequests(window, typedRequests, clear, &watch);
 
     // The bare engine call for the same requests, on the same library.
     SearchEngine engine(model.store());
@@ -411,12 +419,14 @@ int typeSearches(const QString &libraryPath)
                 int(typed.keyToFrame.size()), percentile(reference.keyToFrame, 0.5),
                 percentile(reference.keyToFrame, 0.95), percentile(reference.keyToFrame, 1),
                 percentile(typed.keyToFrame, 0.95) / std::max(0.1, percentile(reference.keyToFrame, 0.95)));
-    const double frame = percentile(reference.keyToFrame, 0.5);
+    // One frame at 60 Hz: what the screen may add to the pause.
+    const double frame = 1000.0 / 60;
     std::printf("typing: last key to results on screen p50 %.0f ms, p95 %.0f ms, max %.0f ms (%d requests); "
-                "debounce %.0f ms + engine p95 %.1f ms + one frame %.1f ms = %.0f ms (goal: within the debounce and a frame)\n",
+                "goal: debounce %.0f ms + one frame %.1f ms = %.0f ms; the engine alone p95 %.1f ms "
+                "(run during the pause); the first request after opening %.0f ms\n",
                 percentile(typed.toResults, 0.5), percentile(typed.toResults, 0.95), percentile(typed.toResults, 1),
-                int(typed.toResults.size()), debounce, percentile(engineMs, 0.95), frame,
-                debounce + percentile(engineMs, 0.95) + frame);
+                int(typed.toResults.size()), debounce, frame, debounce + frame, percentile(engineMs, 0.95),
+                first.toResults.value(0, -1));
     return typed.toResults.size() == qsizetype(std::size(typedRequests)) ? 0 : 1;
 }
 
