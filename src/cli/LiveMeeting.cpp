@@ -90,7 +90,7 @@ int holdMeeting(CommandContext &context, const std::optional<QString> &meetingID
             return context.failure(
                 u"No meeting with the id “%1”. `larder meetings list` shows them."_s.arg(*meetingID));
         id = *meetingID;
-        model.selectNow(id);
+        model.select(id);
     } else {
         const std::optional<QString> made = model.newMeeting();
         if (!made)

@@ -8,7 +8,7 @@ void CountedTasks::launch(std::function<void(const CancellationToken &)> work, c
     }
     // The pool's own token is never cancelled, so the work always runs and
     // the count always comes down.
-    Tasks::run(m_priority, [this, work = std::move(work), token](const CancellationToken &) {
+    Tasks::run(Tasks::Priority::Utility, [this, work = std::move(work), token](const CancellationToken &) {
         work(token);
         ended();
     });

@@ -1,6 +1,5 @@
-// Work on one of the pools, counted so that its owner, shutting down, can
-// wait until all of it has ended: the indexer's work on the utility pool, the
-// meetings' reads on the userInitiated pool.
+// The indexer's work on the utility pool, counted so that shutting down can
+// wait until all of it has ended.
 #pragma once
 
 #include "core/Tasks.h"
@@ -12,15 +11,12 @@
 class CountedTasks
 {
 public:
-    explicit CountedTasks(Tasks::Priority priority = Tasks::Priority::Utility)
-        : m_priority(priority)
-    {
-    }
+    CountedTasks() = default;
     CountedTasks(const CountedTasks &) = delete;
     CountedTasks &operator=(const CountedTasks &) = delete;
 
-    // Runs work on the pool of the priority given at construction. The work
-    // runs even when the token is already cancelled, and polls it itself.
+    // Runs work on the utility pool. The work runs even when the token is
+    // already cancelled, and polls it itself.
     void launch(std::function<void(const CancellationToken &)> work, const CancellationToken &token);
     // Waits until every launched task has ended. No task waits for the
     // caller, so this can't deadlock.
@@ -29,7 +25,6 @@ public:
 private:
     void ended();
 
-    const Tasks::Priority m_priority;
     std::mutex m_lock;
     std::condition_variable m_allEnded;
     int m_running = 0;

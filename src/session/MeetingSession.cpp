@@ -29,33 +29,9 @@ QVariant variantOf(const JSONValue &value)
 
 } // namespace
 
-std::optional<MeetingSession::Contents> MeetingSession::read(MeetingStore &store, const QString &meetingID)
-{
-    Contents contents;
-    try {
-        const std::optional<Meeting> meeting = store.meeting(meetingID);
-        if (!meeting)
-            return std::nullopt;
-        contents.meeting = *meeting;
-    } catch (const std::exception &) {
-        return std::nullopt;
-    }
-    try {
-        contents.segments = store.segments(meetingID);
-    } catch (const std::exception &) {
-    }
-    try {
-        contents.answers = store.liveAnswers(meetingID);
-    } catch (const std::exception &) {
-    }
-    return contents;
-}
-
-MeetingSession::MeetingSession(const Contents &contents, MeetingsModel *owner)
+MeetingSession::MeetingSession(const Meeting &meeting, MeetingsModel *owner)
     : QObject(owner)
-    , _meeting(contents.meeting)
-    , _segments(contents.segments)
-    , _answers(contents.answers)
+    , _meeting(meeting)
     , _owner(owner)
     , m_saveDelay(new Debouncer(saveDelayMs, this))
     , m_threads(std::make_unique<CallThreads>())
@@ -65,7 +41,15 @@ MeetingSession::MeetingSession(const Contents &contents, MeetingsModel *owner)
     m_enhancer = std::make_unique<NoteEnhancer>(owner->claude(), model);
     m_answerer = std::make_unique<LiveAnswerer>(owner->claude(), model,
                                                 LibraryRetriever(owner->index(), owner->store()));
-    _tab = _meeting.enhanced || _segments.isEmpty() ? Tab::notes : Tab::transcript;
+    try {
+        _segments = owner->store().segments(meeting.id);
+    } catch (const std::exception &) {
+    }
+    try {
+        _answers = owner->store().liveAnswers(meeting.id);
+    } catch (const std::exception &) {
+    }
+    _tab = meeting.enhanced || _segments.isEmpty() ? Tab::notes : Tab::transcript;
 }
 
 MeetingSession::~MeetingSession()

@@ -13,7 +13,6 @@
 #include <QVariantList>
 
 class LiveAnswerer;
-class MeetingStore;
 class MeetingsModel;
 class NoteEnhancer;
 
@@ -47,20 +46,9 @@ public:
     // How many questions already taken are remembered, to drop repeats.
     static constexpr int recentQuestionLimit = 12;
 
-    // A meeting with its transcript and live answers, as a session opens.
-    struct Contents
-    {
-        Meeting meeting;
-        QList<TranscriptSegment> segments;
-        QList<LiveAnswer> answers;
-    };
-    // Reads what a session of the meeting shows: nothing when the meeting
-    // isn't there or can't be read; a transcript or answers that can't be
-    // read come back empty. Runs on any thread: a long meeting is read off
-    // the main thread.
-    static std::optional<Contents> read(MeetingStore &store, const QString &meetingID);
-
-    MeetingSession(const Contents &contents, MeetingsModel *owner);
+    // Loads the transcript and answers through the owner; a failed load
+    // gives empty lists.
+    MeetingSession(const Meeting &meeting, MeetingsModel *owner);
     // Cancels the calls still running and waits for their threads.
     ~MeetingSession() override;
 

@@ -20,11 +20,6 @@ MeetingsModel::MeetingsModel(IndexStore &index, const ClaudeClient &claude, AppS
 
 MeetingsModel::~MeetingsModel()
 {
-    // The reads still running use the store, which may close as soon as
-    // the model is gone, and hand their results back to the model.
-    m_listRead.cancel();
-    m_meetingRead.cancel();
-    m_reads.waitForAll();
     delete _session;
     qDeleteAll(m_finishing);
 }
@@ -48,24 +43,11 @@ QVariantList MeetingsModel::meetingValues() const
 
 void MeetingsModel::reload()
 {
-    m_listRead.cancel();
-    m_listRead = CancellationToken();
-    m_reads.launch(
-        [this](const CancellationToken &token) {
-            if (token.isCancelled())
-                return;
-            QList<Meeting> meetings;
-            try {
-                meetings = m_store.recentMeetings(listLimit);
-            } catch (const std::exception &) {
-            }
-            Tasks::deliver(this, token, [this, meetings] { setMeetings(meetings); });
-        },
-        m_listRead);
-}
-
-void MeetingsModel::setMeetings(const QList<Meeting> &meetings)
-{
+    QList<Meeting> meetings;
+    try {
+        meetings = m_store.recentMeetings(listLimit);
+    } catch (const std::exception &) {
+    }
     if (meetings != _meetings) {
         _meetings = meetings;
         Q_EMIT meetingsChanged();
@@ -74,52 +56,23 @@ void MeetingsModel::setMeetings(const QList<Meeting> &meetings)
         select(_meetings.first().id);
 }
 
-bool MeetingsModel::choose(const std::optional<QString> &id)
-{
-    if (_selectedID == id)
-        return false;
-    _selectedID = id;
-    Q_EMIT selectedIDChanged();
-    if (_session)
-        _session->saveNow();
-    m_meetingRead.cancel();
-    setSession(nullptr);
-    return true;
-}
-
 void MeetingsModel::select(const QString &id)
 {
     const std::optional<QString> selected = id.isEmpty() ? std::nullopt : std::optional<QString>(id);
-    if (choose(selected) && selected)
-        open(*selected);
-}
-
-void MeetingsModel::selectNow(const QString &id)
-{
-    const std::optional<QString> selected = id.isEmpty() ? std::nullopt : std::optional<QString>(id);
-    choose(selected);
-    if (!selected || (_session && _session->meetingID() == id))
+    if (_selectedID == selected)
         return;
-    // Selected already, and still being read in the background.
-    m_meetingRead.cancel();
-    const std::optional<MeetingSession::Contents> contents = MeetingSession::read(m_store, id);
-    setSession(contents ? new MeetingSession(*contents, this) : nullptr);
-}
-
-void MeetingsModel::open(const QString &id)
-{
-    m_meetingRead.cancel();
-    m_meetingRead = CancellationToken();
-    m_reads.launch(
-        [this, id](const CancellationToken &token) {
-            if (token.isCancelled())
-                return;
-            const std::optional<MeetingSession::Contents> contents = MeetingSession::read(m_store, id);
-            Tasks::deliver(this, token, [this, contents] {
-                setSession(contents ? new MeetingSession(*contents, this) : nullptr);
-            });
-        },
-        m_meetingRead);
+    _selectedID = selected;
+    Q_EMIT selectedIDChanged();
+    if (_session)
+        _session->saveNow();
+    std::optional<Meeting> meeting;
+    if (selected) {
+        try {
+            meeting = m_store.meeting(*selected);
+        } catch (const std::exception &) {
+        }
+    }
+    setSession(meeting ? new MeetingSession(*meeting, this) : nullptr);
 }
 
 void MeetingsModel::setSession(MeetingSession *session)
@@ -154,7 +107,7 @@ std::optional<QString> MeetingsModel::newMeeting(Start start)
         return std::nullopt;
     }
     reload();
-    selectNow(id);
+    select(id);
     if (start == Start::recording)
         startRecording();
     return id;
@@ -242,44 +195,26 @@ void MeetingsModel::route(const TranscriptSegment &segment)
 
 void MeetingsModel::recordingStopped(const QString &meetingID, std::function<void()> done, Notes notes)
 {
-    if (_session && _session->meetingID() == meetingID) {
-        finish(_session, notes, std::move(done));
-        return;
+    MeetingSession *session = _session && _session->meetingID() == meetingID ? _session : nullptr;
+    if (!session) {
+        std::optional<Meeting> meeting;
+        try {
+            meeting = m_store.meeting(meetingID);
+        } catch (const std::exception &) {
+        }
+        if (!meeting) {
+            if (done)
+                done();
+            return;
+        }
+        session = new MeetingSession(*meeting, this);
+        m_finishing.append(session);
     }
-    // A meeting not open is read in the background and finished through a
-    // session of its own.
-    m_reads.launch([this, meetingID, notes, done = std::move(done)](const CancellationToken &) {
-        const std::optional<MeetingSession::Contents> contents = MeetingSession::read(m_store, meetingID);
-        Tasks::deliver(this, [this, contents, notes, done] {
-            if (!contents) {
-                if (done)
-                    done();
-                return;
-            }
-            // Opened while it was being read: the open session finishes it.
-            if (_session && _session->meetingID() == contents->meeting.id) {
-                finish(_session, notes, done);
-                return;
-            }
-            auto *session = new MeetingSession(*contents, this);
-            m_finishing.append(session);
-            finish(session, notes, done);
-        });
-    }, CancellationToken());
-}
-
-void MeetingsModel::finish(MeetingSession *session, Notes notes, std::function<void()> done)
-{
     const bool write = notes == Notes::asSettingsSay && m_settings.autoEnhance() && hasKey();
     const auto enhancement = write ? MeetingSession::Enhancement::write : MeetingSession::Enhancement::skip;
     session->finish(enhancement, [this, session, done = std::move(done)] {
-        if (m_finishing.removeOne(session)) {
+        if (m_finishing.removeOne(session))
             session->deleteLater();
-            // The meeting opened while it was being finished elsewhere is
-            // read again, so that its session doesn't save the old state.
-            if (_session && _session->meetingID() == session->meetingID())
-                open(session->meetingID());
-        }
         reload();
         if (done)
             done();

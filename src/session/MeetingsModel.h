@@ -2,12 +2,9 @@
 // selected meeting open as a MeetingSession, and the commands to make, delete
 // and finish a meeting. Segments of the recording come in through route(),
 // which hands them to the open session when they belong to its meeting.
-// The list and the meetings opened are read on the userInitiated pool, so a
-// long transcript never holds up the window. Main thread only.
+// Main thread only.
 #pragma once
 
-#include "core/Tasks.h"
-#include "indexing/CountedTasks.h"
 #include "meetings/MeetingStore.h"
 #include "session/MeetingSession.h"
 
@@ -71,8 +68,7 @@ public:
 
     MeetingsModel(IndexStore &index, const ClaudeClient &claude, AppSettings &settings, KeyPresence hasKey,
                   QObject *parent = nullptr);
-    // The reads still running are cancelled and waited for, and the
-    // sessions go first: their running calls use the store and client.
+    // The sessions go first: their running calls use the store and client.
     ~MeetingsModel() override;
 
     const QList<Meeting> &meetings() const { return _meetings; }
@@ -88,18 +84,11 @@ public:
     bool hasKey() const { return m_hasKey(); }
     const RecorderStatus &recorderStatus() const { return m_recorder; }
 
-    // Reads the list again in the background, a later call replacing an
-    // earlier one still running; a failure gives an empty list. Selects the
-    // newest meeting when none is selected.
+    // Reads the list again; a failure gives an empty list. Selects the newest
+    // meeting when none is selected.
     Q_INVOKABLE void reload();
-    // Selects the meeting and opens it once it has been read in the
-    // background, saving and closing the one open before at once; an empty
-    // id closes it. The session, when there is one, is always the selected
-    // meeting's.
+    // Opens the meeting, saving the one open before; an empty id closes it.
     Q_INVOKABLE void select(const QString &id);
-    // The same, read on the calling thread: for a meeting just made, which
-    // has nothing to read, and for the command line, which has no window.
-    void selectNow(const QString &id);
     // A new, empty meeting, selected, and recorded when asked. Returns its
     // id, or nothing when it couldn't be stored.
     std::optional<QString> newMeeting(Start start = Start::quietly);
@@ -140,16 +129,6 @@ private:
     // A saved meeting takes its place in the list.
     void replaceInList(const Meeting &meeting);
     void setSession(MeetingSession *session);
-    void setMeetings(const QList<Meeting> &meetings);
-    // Marks the meeting selected and closes the session of another; false
-    // when it was selected already.
-    bool choose(const std::optional<QString> &id);
-    // Reads the meeting in the background; the session of what was read
-    // replaces the open one.
-    void open(const QString &id);
-    // Ends a recording through the session given, one made to finish it
-    // when it isn't open.
-    void finish(MeetingSession *session, Notes notes, std::function<void()> done);
 
     QList<Meeting> _meetings;
     MeetingSession *_session = nullptr;
@@ -163,8 +142,4 @@ private:
     std::weak_ptr<Recorder> m_recorderControl;
     // Sessions made to finish a recording of a meeting not open.
     QList<MeetingSession *> m_finishing;
-    // The list and meeting reads, waited for when the model goes.
-    CountedTasks m_reads{Tasks::Priority::UserInitiated};
-    CancellationToken m_listRead;
-    CancellationToken m_meetingRead;
 };
