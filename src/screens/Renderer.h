@@ -16,8 +16,9 @@ bool isProcessorOnly(QByteArrayView openGLRenderer);
 
 // Chooses once per process, after the application object and before the
 // first window: the software renderer where OpenGL is processor-only or
-// missing, Qt's default otherwise. A renderer the user set through
-// QT_QUICK_BACKEND or QSG_RHI_BACKEND stands.
+// missing, Qt's default otherwise, and where the driver could not be asked.
+// A renderer the user set through QT_QUICK_BACKEND or QSG_RHI_BACKEND
+// stands.
 void choose();
 
 } // namespace Renderer
