@@ -20,8 +20,9 @@ ListView {
     enabled: shown
     z: shown ? 1 : 0
     // Results come in from the top: a list that goes out of sight starts
-    // from there when its next results are laid out.
-    onShownChanged: if (!shown) positionViewAtBeginning()
+    // from there when its next results are laid out. Later, so that the
+    // frame of the swap makes no rows for the page that leaves.
+    onShownChanged: if (!shown && !atYBeginning) Qt.callLater(positionViewAtBeginning)
 
     clip: true
     spacing: 2
