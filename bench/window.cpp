@@ -276,29 +276,43 @@ struct Typing
 // The last key of a request, and the results of it: when the model had
 // them and when the first frame after that was swapped. The frame is taken
 // as it comes (a renderer that repaints only what changed draws no frame on
-// request when nothing did), from the render thread where there is one.
+// request when nothing did). Frames may be swapped on a render thread, so
+// every time is an atomic count of nanoseconds on one clock that never
+// restarts, and a key's number tells its frames from an earlier key's.
 struct ResultsWatch
 {
-    QElapsedTimer key;
+    ResultsWatch() { clock.start(); }
+
+    QElapsedTimer clock;
+    std::atomic<qint64> keyNs{0};
+    std::atomic<int> keyNumber{0};
+    // The key whose results are in, or -1.
+    std::atomic<int> resultsOfKey{-1};
     std::atomic<qint64> inModelNs{0};
     std::atomic<qint64> frameNs{0};
 
     void restart()
     {
+        resultsOfKey = -1;
         inModelNs = 0;
         frameNs = 0;
-        key.start();
+        keyNs = clock.nsecsElapsed();
+        ++keyNumber;
     }
+    qint64 sinceKeyNs() const { return clock.nsecsElapsed() - keyNs; }
     // The results of the text typed so far are in the model.
     void resultsArrived()
     {
-        if (inModelNs == 0)
-            inModelNs = std::max<qint64>(1, key.nsecsElapsed());
+        if (resultsOfKey != keyNumber) {
+            inModelNs = std::max<qint64>(1, sinceKeyNs());
+            resultsOfKey = int(keyNumber);
+        }
     }
     void frameSwapped()
     {
-        if (inModelNs != 0 && frameNs == 0)
-            frameNs = key.nsecsElapsed();
+        qint64 none = 0;
+        if (resultsOfKey == keyNumber)
+            frameNs.compare_exchange_strong(none, sinceKeyNs());
     }
 };
 
@@ -328,8 +342,8 @@ Typing typeRequests(QQuickWindow *window, std::span<const char *const> requests,
             timing.restart();
             QTest::keyClick(window, letter.toLatin1());
             if (spinUntil([&] { return bool(swapped); }, 2000))
-                typing.keyToFrame.append(timing.key.nsecsElapsed() / 1e6);
-            spinUntil([&] { return timing.key.elapsed() >= keyGapMs; }, keyGapMs);
+                typing.keyToFrame.append(timing.sinceKeyNs() / 1e6);
+            spinUntil([&] { return timing.sinceKeyNs() >= keyGapMs * 1000000LL; }, keyGapMs);
         }
         if (!watch)
             continue;
