@@ -225,8 +225,8 @@ SQLValue columnValue(sqlite3_stmt *stmt, int index)
 // The token whose cancellation stops the statements of this thread.
 thread_local const CancellationToken *stopToken = nullptr;
 
-// SQLite calls this every few hundred steps of a running statement; a
-// non-zero answer interrupts it.
+// SQLite calls this every stepsBetweenLooks steps of a running statement;
+// a non-zero answer interrupts it.
 int stopIfCancelled(void *)
 {
     return stopToken && stopToken->isCancelled() ? 1 : 0;

@@ -66,8 +66,6 @@ TEST(Shell, ThePreviewShowsPicturesPdfsAndText)
         EXPECT_EQ(Shell::previewKind(QUrl::fromLocalFile(folder + "/" + name)), kind) << name.toStdString();
 }
 
-// The address a tile asks for, taken apart as the image loader does, names
-// the same file, whatever its name holds.
 // Only Mesa's processor drivers count as such: a graphics card whose name
 // also mentions LLVM, or a virtual machine's card, keeps OpenGL.
 TEST(Renderer, OnlyProcessorDriversAreDrawnInSoftware)
@@ -92,6 +90,8 @@ TEST(Renderer, OnlyProcessorDriversAreDrawnInSoftware)
         EXPECT_EQ(Renderer::isProcessorOnly(c.renderer), c.processorOnly) << c.renderer;
 }
 
+// The address a tile asks for, taken apart as the image loader does, names
+// the same file, whatever its name holds.
 TEST(ThumbnailProvider, AddressesNameTheFileWhateverItsName)
 {
     const QString folder = TestEnvironment::makeFolder("awkward [names];");
